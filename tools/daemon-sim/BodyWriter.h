@@ -1,0 +1,41 @@
+#pragma once
+
+#include "messaging/BigEndian.h"
+
+#include <QByteArray>
+
+#include <cstdint>
+
+// Builds a message body front to back: the message id first, then words and texts.
+class BodyWriter
+{
+public:
+    explicit BodyWriter(uint32_t messageId) { u32(messageId); }
+
+    BodyWriter& u32(uint32_t value)
+    {
+        unsigned char word[4];
+        BigEndian::writeU32(word, value);
+        _body.append(reinterpret_cast<const char*>(word), 4);
+        return *this;
+    }
+    BodyWriter& i32(int32_t value) { return u32(uint32_t(value)); }
+    // The scan daemon's texts: a count that includes the terminating zero, the bytes, the zero.
+    BodyWriter& text(const QByteArray& bytes)
+    {
+        i32(int32_t(bytes.size() + 1));
+        _body.append(bytes);
+        _body.append('\0');
+        return *this;
+    }
+    BodyWriter& bytes(const QByteArray& bytes)
+    {
+        _body.append(bytes);
+        return *this;
+    }
+
+    const QByteArray& body() const { return _body; }
+
+private:
+    QByteArray _body;
+};

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <QString>
+
+// Line-based output. Tests read stdout through a pipe, so every line is flushed at once.
+class Console
+{
+public:
+    // Quiet drops the traffic log; verbose adds the frames sent to it.
+    static void setQuiet(bool quiet);
+    static void setVerbose(bool verbose);
+    static bool verbose();
+
+    // Traffic and connection events, silenced by --quiet.
+    static void log(const QString& line);
+    // Answers to commands such as status, printed even when quiet.
+    static void print(const QString& line);
+    // "error: " and the message, on stderr.
+    static void error(const QString& message);
+};

@@ -1,10 +1,12 @@
 #include "DaemonPeer.h"
 #include "tray/WardletApp.h"
 
+#include <QDialog>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QSignalSpy>
 #include <QTemporaryDir>
+#include <QTextEdit>
 #include <QTimer>
 #include <QtTest>
 
@@ -116,6 +118,24 @@ private slots:
         QCOMPARE(kvs->frames().first().messageId(), 1u);
     }
 
+    void alertFromTheScanDaemonRaisesTheViewer()
+    {
+        QByteArray record = DaemonPeer::words({1300000000});
+        for (const QByteArray& text : {QByteArray(), QByteArray(), QByteArray(), QByteArray(), QByteArray(),
+                                       QByteArray(), QByteArray("Test-File"), QByteArray("Quarantined"),
+                                       QByteArray("/tmp/x"), QByteArray("Found ~N in ~F\\r\\nAction: ~a")})
+            record += DaemonPeer::words({quint32(text.size() + 1)}) + text + '\0';
+        kvs->send(DaemonPeer::frame(2, DaemonPeer::words({3}) + record));
+
+        QDialog* viewer = nullptr;
+        QTRY_VERIFY((viewer = visibleDialog()));
+        QCOMPARE(viewer->windowTitle(), QStringLiteral("Mireval - Alert 1 of 1"));
+        QCOMPARE(viewer->findChild<QTextEdit*>()->toPlainText(),
+                 QStringLiteral("Found Test-File in /tmp/x\nAction: Quarantined"));
+        viewer->close();
+        QTRY_VERIFY(!visibleDialog());
+    }
+
     void connectFailsCleanlyWithoutADaemon()
     {
         kvs.reset();
@@ -139,6 +159,15 @@ private slots:
     }
 
 private:
+    static QDialog* visibleDialog()
+    {
+        for (QWidget* widget : QApplication::topLevelWidgets()) {
+            if (auto* dialog = qobject_cast<QDialog*>(widget); dialog && dialog->isVisible())
+                return dialog;
+        }
+        return nullptr;
+    }
+
     WardletApp& app;
     QTimer* timer = nullptr;
     std::unique_ptr<DaemonPeer> kvs;

@@ -1,122 +1,64 @@
-#include "messaging/BigEndian.h"
-#include "messaging/Message.h"
 #include "messaging/MessageProcessor.h"
 #include "messaging/MessageTransport.h"
 #include "messaging/PdxStatusService.h"
 #include "tray/WardletApp.h"
 
+#include <QDataStream>
 #include <QFile>
-#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QtTest>
 
-#include <memory>
 #include <time.h>
-#include <utility>
 
 namespace {
 
-// Frames only come in here, so nothing ever needs a socket.
-class SilentTransport : public MessageTransport
+// Frames only come in here, so the processor never calls it.
+class NoTransport : public MessageTransport
 {
 public:
-    long read(void*, long, int* status) override
-    {
-        *status = TransportOk;
-        return 0;
-    }
-    long write(const void*, long size, int* status) override
-    {
-        *status = TransportOk;
-        return size;
-    }
+    long read(void*, long, int*) override { return 0; }
+    long write(const void*, long, int*) override { return 0; }
     void requestWrite() override { }
 };
 
-WardletApp* app()
+// What the application announced, as "name=value" in order.
+QStringList events;
+
+void watch(void (WardletApp::*signal)(const QString&), const char* name)
 {
-    return qobject_cast<WardletApp*>(QCoreApplication::instance());
+    QObject::connect(qobject_cast<WardletApp*>(qApp), signal,
+                     [name](const QString& value) { events << QString::fromLatin1(name) + '=' + value; });
 }
 
-QByteArray be32(quint32 value)
+QByteArray words(std::initializer_list<quint32> values)
 {
-    QByteArray bytes(4, '\0');
-    BigEndian::writeU32(reinterpret_cast<unsigned char*>(bytes.data()), value);
+    QByteArray bytes;
+    QDataStream out(&bytes, QIODevice::WriteOnly);
+    for (const quint32 value : values)
+        out << value;
     return bytes;
 }
 
-QByteArray serverRecord(quint32 managed, quint32 online, quint32 time, const QByteArray& server)
-{
-    return be32(managed) + be32(online) + be32(time) + be32(quint32(server.size())) + server;
-}
-
-QByteArray textReport(quint32 present, const QByteArray& text)
-{
-    return be32(present) + be32(quint32(text.size())) + text;
-}
-
-QString describe(const QString& value)
-{
-    return value;
-}
-
-QString describe(bool value)
-{
-    return value ? QStringLiteral("true") : QStringLiteral("false");
-}
-
-QString describe(int value)
-{
-    return QString::number(value);
-}
-
-// Everything the application announces, as "name=value" in the order it was announced.
-class SignalLog : public QObject
-{
-public:
-    SignalLog()
-    {
-        record(&WardletApp::alertCountChanged, "AlertCount");
-        record(&WardletApp::VGStatusStrChanged, "VGStatus");
-        record(&WardletApp::KVSStatusStrChanged, "KVSStatus");
-        record(&WardletApp::PDXStatusStrChanged, "PDXStatus");
-        record(&WardletApp::NRAllowedChanged, "NRAllowed");
-        record(&WardletApp::ScanStatusStrChanged, "ScanStatus");
-        record(&WardletApp::productVersionChanged, "Product");
-        record(&WardletApp::engineVersionChanged, "Engine");
-        record(&WardletApp::defsVersionChanged, "Defs");
-        record(&WardletApp::showIconChanged, "ShowIcon");
-        record(&WardletApp::ServerAddressStatusChanged, "Server");
-        record(&WardletApp::GroupInfoStatusChanged, "Group");
-        record(&WardletApp::ConnectedTimeStatusChanged, "ConnectedTime");
-        record(&WardletApp::LocationInfoStatusChanged, "Location");
-        record(&WardletApp::PolicyNumStatusChanged, "PolicyNum");
-    }
-
-    QStringList entries;
-
-private:
-    template <typename Arg> void record(void (WardletApp::*signal)(Arg), const char* name)
-    {
-        connect(app(), signal, this, [this, name](Arg value) {
-            entries << QLatin1String(name) + QLatin1Char('=') + describe(value);
-        });
-    }
-};
-
-// 1300000000 and -1 as the C library writes them in the C locale, in UTC.
-const char* const March13 = "Sun Mar 13 07:06:40 2011";
-const char* const BeforeEpoch = "Wed Dec 31 23:59:59 1969";
-
 // The management client's message ids.
-enum : quint32
+constexpr quint32 PolicyNumber = 24, Group = 26, Location = 28, ServerStatus = 32, ConnectedTime = 34;
+
+QByteArray serverRecord(quint32 id, quint32 managed, quint32 online, quint32 time, const QByteArray& server)
 {
-    PolicyNumber = 24,
-    Group = 26,
-    Location = 28,
-    ServerStatus = 32,
-    ConnectedTime = 34,
-};
+    return words({id, managed, online, time, quint32(server.size())}) + server;
+}
+
+QByteArray textReport(quint32 id, quint32 present, const QByteArray& text)
+{
+    return words({id, present, quint32(text.size())}) + text;
+}
+
+// The report changes exactly what is expected; with bytes lost at its end, wherever the cut, nothing.
+void addReport(const char* name, const QByteArray& body, const QStringList& expected)
+{
+    for (int length = 0; length < body.size(); ++length)
+        QTest::addRow("%s, %d bytes", name, length) << body.left(length) << QStringList();
+    QTest::newRow(name) << body << expected;
+}
 
 } // namespace
 
@@ -125,274 +67,68 @@ class TestPdxStatusService : public QObject
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
+    // Each report goes through a real processor into the application's signals.
+    void report_data()
+    {
+        QTest::addColumn<QByteArray>("body");
+        QTest::addColumn<QStringList>("expected");
 
-    void serviceIdentity();
-    void serverStatus_data();
-    void serverStatus();
-    void connectedTime_data();
-    void connectedTime();
-    void textReports_data();
-    void textReports();
-    void ignoredMessages_data();
-    void ignoredMessages();
-    void truncatedReports_data();
-    void truncatedReports();
+        // 1300000000 as the C library writes it in the C locale, in UTC.
+        const QString march13 = QStringLiteral("Sun Mar 13 07:06:40 2011");
+        addReport("online", serverRecord(ServerStatus, 1, 1, 1300000000, "10.0.0.1"),
+                  {"Server=10.0.0.1", "ConnectedTime=" + march13, "PDXStatus=Running"});
+        addReport("self-managed", serverRecord(ServerStatus, 0, 1, 1300000000, "10.0.0.1"),
+                  {"Server=Self-managed", "PDXStatus=Running"});
+        addReport("offline", serverRecord(ServerStatus, 1, 0, 1300000000, "10.0.0.1"),
+                  {"Server=Offline", "PDXStatus=Running"});
+        addReport("connected time 0", serverRecord(ConnectedTime, 1, 1, 0, "10.0.0.1"), {"ConnectedTime="});
+        const QByteArray abcd("ABCD\0", 5);
+        addReport("policy number", textReport(PolicyNumber, 1, abcd), {"PolicyNum=ABCD"});
+        // Every byte counted is kept, zero bytes included.
+        addReport("group", textReport(Group, 1, abcd), {"Group=ABCD" + QString(QChar(0))});
+        addReport("location", textReport(Location, 1, "here"), {"Location=here"});
 
-private:
-    bool deliver(const QByteArray& body);
+        // An absent text is never read, so its count does not matter.
+        QTest::newRow("policy number absent") << words({PolicyNumber, 0, 1000}) << QStringList{"PolicyNum="};
+        QTest::newRow("group absent") << words({Group, 0, 1000}) << QStringList{"Group="};
+        QTest::newRow("location absent") << words({Location, 0, 1000}) << QStringList{"Location="};
 
-    SilentTransport _transport;
-    std::unique_ptr<MessageProcessor> _processor;
-    std::unique_ptr<PdxStatusService> _service;
+        QTest::newRow("group count -1") << words({Group, 1, 0xFFFFFFFFu}) + "abc" << QStringList();
+        QTest::newRow("group largest count") << words({Group, 1, 0x7FFFFFFF}) + "abc" << QStringList();
+        QTest::newRow("server count -1")
+            << words({ServerStatus, 1, 1, 1300000000, 0xFFFFFFFFu}) + "abc" << QStringList();
+        // The server's count is checked even where the server is not shown.
+        QTest::newRow("self-managed, largest count")
+            << words({ServerStatus, 0, 1, 1300000000, 0x7FFFFFFF}) + "abc" << QStringList();
+        for (const quint32 id : {25u, 33u, 35u})
+            QTest::addRow("id %u ignored", id)
+                << serverRecord(id, 1, 1, 1300000000, "10.0.0.1") << QStringList();
+    }
+
+    void report()
+    {
+        QFETCH(QByteArray, body);
+        QFETCH(QStringList, expected);
+
+        auto* const application = qobject_cast<WardletApp*>(qApp);
+        application->resetPdxStatus();
+        // Texts start from a mark of our own, so that clearing one shows as a change.
+        for (const auto setter :
+             {&WardletApp::setServerAddress, &WardletApp::setGroupInfo, &WardletApp::setConnectedTime,
+              &WardletApp::setLocationInfo, &WardletApp::setPolicyNumber})
+            (application->*setter)(QStringLiteral("old"));
+
+        NoTransport transport;
+        MessageProcessor processor(&transport);
+        PdxStatusService service(application);
+        QCOMPARE(processor.registerService(&service), 3);
+        events.clear();
+        const QByteArray frame = words({0, 3, 0, 1, quint32(body.size())}) + body;
+        const auto* bytes = reinterpret_cast<const unsigned char*>(frame.constData());
+        QCOMPARE(processor.receiveData(bytes, int(frame.size())), 1);
+        QCOMPARE(events, expected);
+    }
 };
-
-void TestPdxStatusService::init()
-{
-    WardletApp* application = app();
-    application->resetPdxStatus();
-    // Texts start from a mark of our own, so that clearing one shows as a change.
-    const QString mark = QStringLiteral("old");
-    application->setServerAddress(mark);
-    application->setGroupInfo(mark);
-    application->setConnectedTime(mark);
-    application->setLocationInfo(mark);
-    application->setPolicyNumber(mark);
-
-    _processor = std::make_unique<MessageProcessor>(&_transport);
-    _service = std::make_unique<PdxStatusService>(application);
-    QCOMPARE(_processor->registerService(_service.get()), 3);
-}
-
-void TestPdxStatusService::cleanup()
-{
-    _processor.reset();
-    _service.reset();
-}
-
-// Sends body as one whole frame; false when the processor refused it.
-bool TestPdxStatusService::deliver(const QByteArray& body)
-{
-    QByteArray bytes(Message::HeaderSize, '\0');
-    auto* header = reinterpret_cast<unsigned char*>(bytes.data());
-    BigEndian::writeU16(header + 2, quint32(_service->serviceWord()));
-    BigEndian::writeU32(header + 4, quint32(_service->serviceId()));
-    BigEndian::writeU32(header + 12, 1);
-    BigEndian::writeU32(header + 16, quint32(body.size()));
-    bytes += body;
-    return _processor->receiveData(reinterpret_cast<const unsigned char*>(bytes.constData()), bytes.size())
-        == 1;
-}
-
-void TestPdxStatusService::serviceIdentity()
-{
-    QCOMPARE(_service->serviceId(), 3);
-    QCOMPARE(_service->serviceWord(), 0);
-}
-
-void TestPdxStatusService::serverStatus_data()
-{
-    QTest::addColumn<QByteArray>("record");
-    QTest::addColumn<QStringList>("expected");
-
-    const QString march13 = QLatin1String(March13);
-    QTest::newRow("online") << serverRecord(1, 1, 1300000000, "10.0.0.1")
-                            << QStringList{"Server=10.0.0.1", "ConnectedTime=" + march13,
-                                           "PDXStatus=Running"};
-    QTest::newRow("self-managed") << serverRecord(0, 1, 1300000000, "10.0.0.1")
-                                  << QStringList{"Server=Self-managed", "PDXStatus=Running"};
-    QTest::newRow("offline") << serverRecord(1, 0, 1300000000, "10.0.0.1")
-                             << QStringList{"Server=Offline", "PDXStatus=Running"};
-    QTest::newRow("time before the epoch")
-        << serverRecord(1, 1, 0xFFFFFFFFu, "h")
-        << QStringList{"Server=h", "ConnectedTime=" + QLatin1String(BeforeEpoch), "PDXStatus=Running"};
-    QTest::newRow("time 0") << serverRecord(1, 1, 0, "h")
-                            << QStringList{"Server=h", "ConnectedTime=Thu Jan  1 00:00:00 1970",
-                                           "PDXStatus=Running"};
-    QTest::newRow("Latin-1 server") << serverRecord(2, 2, 1300000000, "h\xF4te")
-                                    << QStringList{QString::fromUtf8("Server=h\xC3\xB4te"),
-                                                   "ConnectedTime=" + march13, "PDXStatus=Running"};
-    const QByteArray trailed = serverRecord(1, 1, 1300000000, "10.0.0.1") + "junk";
-    QTest::newRow("bytes after the server")
-        << trailed << QStringList{"Server=10.0.0.1", "ConnectedTime=" + march13, "PDXStatus=Running"};
-    QTest::newRow("empty server") << serverRecord(1, 1, 1300000000, "")
-                                  << QStringList{"Server=", "ConnectedTime=" + march13, "PDXStatus=Running"};
-
-    QTest::newRow("15 bytes") << serverRecord(0, 0, 0, "").left(15) << QStringList();
-    QTest::newRow("server cut short")
-        << serverRecord(1, 1, 1300000000, "10.0.0.1").chopped(1) << QStringList();
-    QTest::newRow("negative count") << serverRecord(1, 1, 1300000000, "").left(12) + be32(quint32(-1)) + "abc"
-                                    << QStringList();
-    QTest::newRow("self-managed, count past the end")
-        << serverRecord(0, 1, 1300000000, "").left(12) + be32(0x7FFFFFFF) << QStringList();
-}
-
-void TestPdxStatusService::serverStatus()
-{
-    QFETCH(QByteArray, record);
-    QFETCH(QStringList, expected);
-
-    SignalLog log;
-    QSignalSpy stateSpy(app(), &WardletApp::PDXStatusStrChanged);
-    QVERIFY(deliver(be32(ServerStatus) + record));
-    QCOMPARE(log.entries, expected);
-    QCOMPARE(stateSpy.count(), expected.isEmpty() ? 0 : 1);
-}
-
-void TestPdxStatusService::connectedTime_data()
-{
-    QTest::addColumn<QByteArray>("record");
-    QTest::addColumn<QStringList>("expected");
-
-    const QString march13 = QLatin1String(March13);
-    QTest::newRow("managed") << serverRecord(1, 1, 1300000000, "10.0.0.1")
-                             << QStringList{"ConnectedTime=" + march13};
-    QTest::newRow("offline") << serverRecord(1, 0, 1300000000, "10.0.0.1")
-                             << QStringList{"ConnectedTime=" + march13};
-    QTest::newRow("time before the epoch")
-        << serverRecord(1, 1, 0xFFFFFFFFu, "h") << QStringList{"ConnectedTime=" + QLatin1String(BeforeEpoch)};
-    QTest::newRow("time 0") << serverRecord(1, 1, 0, "10.0.0.1") << QStringList{"ConnectedTime="};
-    QTest::newRow("self-managed") << serverRecord(0, 1, 1300000000, "10.0.0.1")
-                                  << QStringList{"ConnectedTime="};
-    QTest::newRow("no server") << serverRecord(1, 1, 1300000000, "") << QStringList{"ConnectedTime="};
-
-    QTest::newRow("15 bytes") << serverRecord(1, 1, 0, "").left(15) << QStringList();
-    QTest::newRow("server cut short") << serverRecord(1, 1, 0, "10.0.0.1").chopped(1) << QStringList();
-    QTest::newRow("negative count") << serverRecord(0, 0, 0, "").left(12) + be32(quint32(-1))
-                                    << QStringList();
-}
-
-void TestPdxStatusService::connectedTime()
-{
-    QFETCH(QByteArray, record);
-    QFETCH(QStringList, expected);
-
-    SignalLog log;
-    QVERIFY(deliver(be32(ConnectedTime) + record));
-    QCOMPARE(log.entries, expected);
-}
-
-void TestPdxStatusService::textReports_data()
-{
-    QTest::addColumn<quint32>("id");
-    QTest::addColumn<QByteArray>("report");
-    QTest::addColumn<QStringList>("expected");
-
-    const QByteArray abcd("ABCD\0", 5);
-    const QString abcdZero = QStringLiteral("ABCD") + QChar(0);
-    QTest::newRow("policy number") << quint32(PolicyNumber) << textReport(1, abcd)
-                                   << QStringList{"PolicyNum=ABCD"};
-    QTest::newRow("group") << quint32(Group) << textReport(1, abcd) << QStringList{"Group=" + abcdZero};
-    QTest::newRow("location") << quint32(Location) << textReport(1, abcd)
-                              << QStringList{"Location=" + abcdZero};
-
-    QTest::newRow("policy number in Latin-1")
-        << quint32(PolicyNumber) << textReport(1, QByteArray("\xE9\0", 2))
-        << QStringList{QString::fromUtf8("PolicyNum=\xC3\xA9")};
-    QTest::newRow("group in UTF-8") << quint32(Group) << textReport(1, "\xC3\xA9")
-                                    << QStringList{QString::fromUtf8("Group=\xC3\xA9")};
-    QTest::newRow("location in UTF-8") << quint32(Location) << textReport(1, "\xC3\xA9")
-                                       << QStringList{QString::fromUtf8("Location=\xC3\xA9")};
-    QTest::newRow("zero byte inside a group") << quint32(Group) << textReport(1, QByteArray("a\0b", 3))
-                                              << QStringList{"Group=a" + QString(QChar(0)) + "b"};
-    QTest::newRow("bytes after the text")
-        << quint32(Group) << textReport(1, "g") + "junk" << QStringList{"Group=g"};
-
-    QTest::newRow("policy number count 0")
-        << quint32(PolicyNumber) << textReport(1, "") << QStringList{"PolicyNum="};
-    QTest::newRow("group count 0") << quint32(Group) << textReport(1, "") << QStringList{"Group="};
-
-    for (const auto& [id, name] :
-         {std::pair<quint32, QString>{PolicyNumber, "PolicyNum"}, {Group, "Group"}, {Location, "Location"}}) {
-        const QByteArray tag = name.toLatin1();
-        QTest::newRow((tag + " absent").constData()) << id << textReport(0, "") << QStringList{name + "="};
-        QTest::newRow((tag + " absent with text").constData())
-            << id << textReport(0, "x") << QStringList{name + "="};
-        QTest::newRow((tag + " absent, count -1").constData())
-            << id << be32(0) + be32(quint32(-1)) << QStringList{name + "="};
-        QTest::newRow((tag + " absent, count past the end").constData())
-            << id << be32(0) + be32(1000) << QStringList{name + "="};
-        QTest::newRow((tag + " absent, 7 bytes").constData())
-            << id << be32(0) + QByteArray(3, '\0') << QStringList();
-        QTest::newRow((tag + " 7 bytes").constData()) << id << be32(1) + QByteArray(3, '\0') << QStringList();
-        QTest::newRow((tag + " count past the end").constData())
-            << id << textReport(1, "abc").chopped(1) << QStringList();
-        QTest::newRow((tag + " count -1").constData())
-            << id << be32(1) + be32(quint32(-1)) + "abc" << QStringList();
-        QTest::newRow((tag + " largest count").constData())
-            << id << be32(1) + be32(0x7FFFFFFF) + "abc" << QStringList();
-    }
-}
-
-void TestPdxStatusService::textReports()
-{
-    QFETCH(quint32, id);
-    QFETCH(QByteArray, report);
-    QFETCH(QStringList, expected);
-
-    SignalLog log;
-    QVERIFY(deliver(be32(id) + report));
-    QCOMPARE(log.entries, expected);
-}
-
-void TestPdxStatusService::ignoredMessages_data()
-{
-    QTest::addColumn<QByteArray>("body");
-
-    const QByteArray payload = serverRecord(1, 1, 1300000000, "10.0.0.1");
-    for (quint32 id : {0u, 2u, 3u, 5u, 23u, 25u, 27u, 31u, 33u, 35u, 0x18000000u, 0xFFFFFFFFu})
-        QTest::newRow(qPrintable(QStringLiteral("id %1").arg(id))) << be32(id) + payload;
-    QTest::newRow("empty body") << QByteArray();
-    QTest::newRow("id cut short") << QByteArray::fromHex("000000");
-    for (quint32 id : {24u, 26u, 28u, 32u, 34u})
-        QTest::newRow(qPrintable(QStringLiteral("id %1 alone").arg(id))) << be32(id);
-}
-
-void TestPdxStatusService::ignoredMessages()
-{
-    QFETCH(QByteArray, body);
-
-    SignalLog log;
-    QVERIFY(deliver(body));
-    QCOMPARE(log.entries, QStringList());
-}
-
-void TestPdxStatusService::truncatedReports_data()
-{
-    QTest::addColumn<QByteArray>("body");
-    QTest::addColumn<QStringList>("expected");
-
-    QTest::newRow("server status") << be32(ServerStatus) + serverRecord(1, 1, 1300000000, "10.0.0.1")
-                                   << QStringList{"Server=10.0.0.1",
-                                                  "ConnectedTime=" + QLatin1String(March13),
-                                                  "PDXStatus=Running"};
-    QTest::newRow("self-managed") << be32(ServerStatus) + serverRecord(0, 0, 0, "10.0.0.1")
-                                  << QStringList{"Server=Self-managed", "PDXStatus=Running"};
-    QTest::newRow("connected time") << be32(ConnectedTime) + serverRecord(1, 1, 0, "10.0.0.1")
-                                    << QStringList{"ConnectedTime="};
-    QTest::newRow("policy number") << be32(PolicyNumber) + textReport(1, QByteArray("ABCD\0", 5))
-                                   << QStringList{"PolicyNum=ABCD"};
-    QTest::newRow("group") << be32(Group) + textReport(1, "group") << QStringList{"Group=group"};
-    QTest::newRow("location") << be32(Location) + textReport(1, "here") << QStringList{"Location=here"};
-}
-
-void TestPdxStatusService::truncatedReports()
-{
-    QFETCH(QByteArray, body);
-    QFETCH(QStringList, expected);
-
-    SignalLog log;
-    // Whatever the cut, a report that lost bytes changes nothing.
-    for (int length = 0; length < body.size(); ++length) {
-        QVERIFY(deliver(body.left(length)));
-        QVERIFY2(log.entries.isEmpty(),
-                 qPrintable(
-                     QStringLiteral("length %1: %2").arg(length).arg(log.entries.join(QLatin1String(", ")))));
-    }
-    QVERIFY(deliver(body));
-    QCOMPARE(log.entries, expected);
-}
 
 int main(int argc, char** argv)
 {
@@ -410,6 +146,12 @@ int main(int argc, char** argv)
 
     WardletApp application(argc, argv);
     application.initialize();
+    watch(&WardletApp::PDXStatusStrChanged, "PDXStatus");
+    watch(&WardletApp::ServerAddressStatusChanged, "Server");
+    watch(&WardletApp::GroupInfoStatusChanged, "Group");
+    watch(&WardletApp::ConnectedTimeStatusChanged, "ConnectedTime");
+    watch(&WardletApp::LocationInfoStatusChanged, "Location");
+    watch(&WardletApp::PolicyNumStatusChanged, "PolicyNum");
     TestPdxStatusService test;
     return QTest::qExec(&test, argc, argv);
 }

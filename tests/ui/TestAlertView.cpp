@@ -1,296 +1,112 @@
 #include "ui/Alert.h"
 #include "ui/AlertView.h"
 
-#include <QMetaMethod>
 #include <QPushButton>
-#include <QSignalSpy>
 #include <QTextEdit>
 #include <QtTest>
 
-#include <memory>
 #include <vector>
 
 namespace {
 
-qelUI::Alert makeAlert(const QString& name, const QString& file)
+// Title, text and the captions of the enabled buttons ("-" for a disabled one) in one line, so that
+// a row checks everything the user sees with one comparison.
+QString shown(const AlertView& view)
 {
-    qelUI::Alert alert;
-    alert.fieldN = name;
-    alert.fieldF = file;
-    alert.format = QStringLiteral("~N in ~F");
-    return alert;
+    const auto* prev = view.findChild<QPushButton*>(QStringLiteral("prevButton"));
+    const auto* next = view.findChild<QPushButton*>(QStringLiteral("nextButton"));
+    const auto* message = view.findChild<QTextEdit*>(QStringLiteral("messageEdit"));
+    if (!prev || !next || !message)
+        return QStringLiteral("<widgets missing>");
+    return QStringLiteral("%1 | %2 | %3 %4")
+        .arg(view.windowTitle(), message->toPlainText(),
+             prev->isEnabled() ? prev->text() : QStringLiteral("-"),
+             next->isEnabled() ? next->text() : QStringLiteral("-"));
 }
 
 } // namespace
 
-// Drives the view the way the application does: it appends to its list and reports the new
-// size, and empties the list when the view asks for cleanup.
 class TestAlertView : public QObject
 {
     Q_OBJECT
 
 private slots:
-    void init()
+    // The row tag is the steps, one a word: a capital letter appends an alert of that name and
+    // "blank" one with an empty template; "<" and ">" click the buttons, "_prev" and "_next" call
+    // the slots whatever the buttons allow; "close" and "escape" show the window and dismiss it
+    // so; "cleared" empties the list behind the view's back and reports the old count.
+    void walk_data()
     {
-        alerts.clear();
-        view = std::make_unique<AlertView>();
-        view->_alerts = &alerts;
-        connect(view.get(), &AlertView::cleanup, view.get(), [this] {
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("A") << "Mireval - Alert 1 of 1 | A | - - | cleanups: 0";
+        QTest::newRow("A B C") << "Mireval - Alert 1 of 3 | A | - >> | cleanups: 0";
+        QTest::newRow("A B C >") << "Mireval - Alert 2 of 3 | B | << >> | cleanups: 0";
+        QTest::newRow("A B C > >") << "Mireval - Alert 3 of 3 | C | << - | cleanups: 0";
+        QTest::newRow("A B C > > _next") << "Mireval - Alert 3 of 3 | C | << - | cleanups: 0";
+        QTest::newRow("A B C > > < <") << "Mireval - Alert 1 of 3 | A | - >> | cleanups: 0";
+        QTest::newRow("A B C _prev") << "Mireval - Alert 1 of 3 | A | - >> | cleanups: 0";
+        QTest::newRow("A B C > D") << "Mireval - Alert 2 of 4 | B | << >> | cleanups: 0";
+        QTest::newRow("A B C > close D") << "Mireval - Alert 1 of 1 | D | - - | cleanups: 1";
+        QTest::newRow("A B C > escape") << "Mireval - Alert 2 of 3 | B | << >> | cleanups: 0";
+        QTest::newRow("A B > cleared") << "Mireval - Alert 1 of 0 |  | - - | cleanups: 0";
+        QTest::newRow("A B > cleared C") << "Mireval - Alert 1 of 1 | C | - - | cleanups: 0";
+        QTest::newRow("blank") << "Mireval - Alert 1 of 1 |  | - - | cleanups: 0";
+    }
+
+    // Drives the view the way the application does: it appends to its list and reports the new
+    // size, and empties the list when the view asks for cleanup.
+    void walk()
+    {
+        QFETCH(QString, expected);
+        std::vector<qelUI::Alert> alerts;
+        AlertView view;
+        view._alerts = &alerts;
+        int cleanups = 0;
+        connect(&view, &AlertView::cleanup, &view, [&] {
+            ++cleanups;
             alerts.clear();
-            view->alertsUpdated(0);
+            view.alertsUpdated(0);
         });
-        prev = view->findChild<QPushButton*>(QStringLiteral("prevButton"));
-        next = view->findChild<QPushButton*>(QStringLiteral("nextButton"));
-        message = view->findChild<QTextEdit*>(QStringLiteral("messageEdit"));
-        QVERIFY(prev);
-        QVERIFY(next);
-        QVERIFY(message);
-    }
-
-    void cleanup() { view.reset(); }
-
-    void startsEmptyWithBothButtonsDisabled()
-    {
-        // The title was set before the list was attached, and nothing has arrived since.
-        QCOMPARE(view->windowTitle(), QStringLiteral("Mireval - Alert 0 of 0"));
-        QCOMPARE(prev->text(), QStringLiteral("<<"));
-        QCOMPARE(next->text(), QStringLiteral(">>"));
-        QVERIFY(!prev->isEnabled());
-        QVERIFY(!next->isEnabled());
-        QVERIFY(message->toPlainText().isEmpty());
-        QVERIFY(message->isReadOnly());
-    }
-
-    void oneAlertDisablesBothButtons()
-    {
-        push(makeAlert(QStringLiteral("Virus"), QStringLiteral("/a")));
-        QCOMPARE(message->toPlainText(), QStringLiteral("Virus in /a"));
-        QCOMPARE(view->windowTitle(), QStringLiteral("Mireval - Alert 1 of 1"));
-        QVERIFY(!prev->isEnabled());
-        QVERIFY(!next->isEnabled());
-    }
-
-    void newAlertsKeepTheFirstInView()
-    {
-        pushThree();
-        QCOMPARE(message->toPlainText(), QStringLiteral("First in /1"));
-        QCOMPARE(view->windowTitle(), QStringLiteral("Mireval - Alert 1 of 3"));
-        QVERIFY(!prev->isEnabled());
-        QVERIFY(next->isEnabled());
-    }
-
-    void newAlertDoesNotMoveTheViewedOne()
-    {
-        pushThree();
-        next->click();
-        push(makeAlert(QStringLiteral("Fourth"), QStringLiteral("/4")));
-        QCOMPARE(message->toPlainText(), QStringLiteral("Second in /2"));
-        QCOMPARE(view->windowTitle(), QStringLiteral("Mireval - Alert 2 of 4"));
-        QVERIFY(prev->isEnabled());
-        QVERIFY(next->isEnabled());
-    }
-
-    void steppingToTheLastAndBack()
-    {
-        pushThree();
-        next->click();
-        QCOMPARE(message->toPlainText(), QStringLiteral("Second in /2"));
-        QCOMPARE(view->windowTitle(), QStringLiteral("Mireval - Alert 2 of 3"));
-        QVERIFY(prev->isEnabled());
-        QVERIFY(next->isEnabled());
-
-        next->click();
-        QCOMPARE(message->toPlainText(), QStringLiteral("Third in /3"));
-        QCOMPARE(view->windowTitle(), QStringLiteral("Mireval - Alert 3 of 3"));
-        QVERIFY(prev->isEnabled());
-        QVERIFY(!next->isEnabled());
-
-        // Past the end there is nothing to show; the last alert stays.
-        QVERIFY(QMetaObject::invokeMethod(view.get(), "_next"));
-        QCOMPARE(message->toPlainText(), QStringLiteral("Third in /3"));
-        QCOMPARE(view->windowTitle(), QStringLiteral("Mireval - Alert 3 of 3"));
-
-        prev->click();
-        prev->click();
-        QCOMPARE(message->toPlainText(), QStringLiteral("First in /1"));
-        QCOMPARE(view->windowTitle(), QStringLiteral("Mireval - Alert 1 of 3"));
-        QVERIFY(!prev->isEnabled());
-        QVERIFY(next->isEnabled());
-
-        QVERIFY(QMetaObject::invokeMethod(view.get(), "_prev"));
-        QCOMPARE(message->toPlainText(), QStringLiteral("First in /1"));
-        QCOMPARE(view->windowTitle(), QStringLiteral("Mireval - Alert 1 of 3"));
-    }
-
-    void closingDropsTheAlerts()
-    {
-        QSignalSpy spy(view.get(), &AlertView::cleanup);
-        pushThree();
-        next->click();
-        next->click();
-        view->show();
-        QVERIFY(QTest::qWaitForWindowExposed(view.get()));
-
-        QVERIFY(view->close());
-        QCOMPARE(spy.count(), 1);
-        QVERIFY(alerts.empty());
-        QVERIFY(!view->isVisible());
-        QVERIFY(message->toPlainText().isEmpty());
-        QVERIFY(!prev->isEnabled());
-        QVERIFY(!next->isEnabled());
-
-        push(makeAlert(QStringLiteral("Later"), QStringLiteral("/5")));
-        QCOMPARE(message->toPlainText(), QStringLiteral("Later in /5"));
-        QCOMPARE(view->windowTitle(), QStringLiteral("Mireval - Alert 1 of 1"));
-        QVERIFY(!prev->isEnabled());
-        QVERIFY(!next->isEnabled());
-    }
-
-    void escapeHidesButKeepsTheAlerts()
-    {
-        QSignalSpy spy(view.get(), &AlertView::cleanup);
-        pushThree();
-        next->click();
-        view->show();
-        QVERIFY(QTest::qWaitForWindowExposed(view.get()));
-
-        QTest::keyClick(view.get(), Qt::Key_Escape);
-        QVERIFY(!view->isVisible());
-        QCOMPARE(spy.count(), 0);
-        QCOMPARE(alerts.size(), std::size_t(3));
-        QCOMPARE(message->toPlainText(), QStringLiteral("Second in /2"));
-        QCOMPARE(view->windowTitle(), QStringLiteral("Mireval - Alert 2 of 3"));
+        for (const QString& step : QString::fromUtf8(QTest::currentDataTag()).split(QLatin1Char(' '))) {
+            if (step == QLatin1String("<") || step == QLatin1String(">")) {
+                auto* button
+                    = view.findChild<QPushButton*>(step == QLatin1String("<") ? "prevButton" : "nextButton");
+                QVERIFY(button);
+                button->click();
+            } else if (step.startsWith(QLatin1Char('_'))) {
+                QVERIFY(QMetaObject::invokeMethod(&view, qPrintable(step)));
+            } else if (step == QLatin1String("close") || step == QLatin1String("escape")) {
+                view.show();
+                QVERIFY(QTest::qWaitForWindowExposed(&view));
+                if (step == QLatin1String("close"))
+                    QVERIFY(view.close());
+                else
+                    QTest::keyClick(&view, Qt::Key_Escape);
+                QVERIFY(!view.isVisible());
+            } else if (step == QLatin1String("cleared")) {
+                const int count = int(alerts.size());
+                alerts.clear();
+                view.alertsUpdated(count);
+            } else {
+                qelUI::Alert alert;
+                alert.fieldN = step;
+                alert.format = step == QLatin1String("blank") ? QString() : QStringLiteral("~N");
+                alerts.push_back(alert);
+                view.alertsUpdated(int(alerts.size()));
+            }
+        }
+        QCOMPARE(shown(view) + QStringLiteral(" | cleanups: %1").arg(cleanups), expected);
     }
 
     void withoutAListNothingIsShown()
     {
         AlertView detached;
-        auto* detachedPrev = detached.findChild<QPushButton*>(QStringLiteral("prevButton"));
-        auto* detachedNext = detached.findChild<QPushButton*>(QStringLiteral("nextButton"));
-        auto* detachedMessage = detached.findChild<QTextEdit*>(QStringLiteral("messageEdit"));
-        QVERIFY(detachedPrev && detachedNext && detachedMessage);
-        QCOMPARE(detached.windowTitle(), QStringLiteral("Mireval - Alert 0 of 0"));
-
+        QCOMPARE(shown(detached), QStringLiteral("Mireval - Alert 0 of 0 |  | - -"));
         detached.alertsUpdated(2);
         QVERIFY(QMetaObject::invokeMethod(&detached, "_next"));
         QVERIFY(QMetaObject::invokeMethod(&detached, "_prev"));
-        QCOMPARE(detached.windowTitle(), QStringLiteral("Mireval - Alert 0 of 0"));
-        QVERIFY(detachedMessage->toPlainText().isEmpty());
-        QVERIFY(!detachedPrev->isEnabled());
-        QVERIFY(!detachedNext->isEnabled());
+        QCOMPARE(shown(detached), QStringLiteral("Mireval - Alert 0 of 0 |  | - -"));
     }
-
-    void countWithAnEmptyListShowsNothing()
-    {
-        pushThree();
-        next->click();
-        alerts.clear();
-        view->alertsUpdated(3);
-        QVERIFY(message->toPlainText().isEmpty());
-        QCOMPARE(view->windowTitle(), QStringLiteral("Mireval - Alert 1 of 0"));
-        QVERIFY(!prev->isEnabled());
-        QVERIFY(!next->isEnabled());
-
-        push(makeAlert(QStringLiteral("Again"), QStringLiteral("/6")));
-        QCOMPARE(message->toPlainText(), QStringLiteral("Again in /6"));
-        QCOMPARE(view->windowTitle(), QStringLiteral("Mireval - Alert 1 of 1"));
-    }
-
-    void emptyTemplateShowsEmptyText()
-    {
-        qelUI::Alert alert = makeAlert(QStringLiteral("Virus"), QStringLiteral("/a"));
-        alert.format.clear();
-        push(alert);
-        QVERIFY(message->toPlainText().isEmpty());
-        QCOMPARE(view->windowTitle(), QStringLiteral("Mireval - Alert 1 of 1"));
-    }
-
-    void multiLineMessageKeepsItsLines()
-    {
-        qelUI::Alert alert = makeAlert(QStringLiteral("Virus"), QStringLiteral("/a"));
-        alert.format = QStringLiteral("~N\r\nfound in\r\n~F");
-        push(alert);
-        const QStringList lines = message->toPlainText().split(QLatin1Char('\n'));
-        QCOMPARE(lines.size(), 3);
-        QCOMPARE(lines.at(0).trimmed(), QStringLiteral("Virus"));
-        QCOMPARE(lines.at(2).trimmed(), QStringLiteral("/a"));
-    }
-
-    void messageCannotBeEdited()
-    {
-        push(makeAlert(QStringLiteral("Virus"), QStringLiteral("/a")));
-        QTest::keyClicks(message, QStringLiteral("xyz"));
-        QTest::keyClick(message, Qt::Key_Backspace);
-        QCOMPARE(message->toPlainText(), QStringLiteral("Virus in /a"));
-    }
-
-    void buttonsSitBelowTheMessage()
-    {
-        view->show();
-        QVERIFY(QTest::qWaitForWindowExposed(view.get()));
-        QVERIFY(prev->geometry().top() > message->geometry().bottom());
-        QCOMPARE(next->geometry().top(), prev->geometry().top());
-        QVERIFY(next->geometry().left() > prev->geometry().right());
-        // The right-hand spacers keep the buttons off the right edge.
-        QVERIFY(next->geometry().right() < message->geometry().right());
-    }
-
-    void windowIconIsTheAlertIcon()
-    {
-        const QIcon icon = view->windowIcon();
-        QVERIFY(!icon.isNull());
-        QVERIFY(icon.availableSizes().contains(QSize(32, 32)));
-    }
-
-    void initialSize()
-    {
-        QCOMPARE(view->size(), QSize(480, 360).expandedTo(view->minimumSizeHint()));
-        QVERIFY(view->width() >= 480);
-        QVERIFY(view->height() >= 360);
-    }
-
-    void metaObjectOrder()
-    {
-        const QMetaObject* meta = view->metaObject();
-        QList<QByteArray> signatures;
-        QList<QMetaMethod::MethodType> types;
-        QList<QMetaMethod::Access> access;
-        for (int i = meta->methodOffset(); i < meta->methodCount(); ++i) {
-            const QMetaMethod method = meta->method(i);
-            signatures << method.methodSignature();
-            types << method.methodType();
-            access << method.access();
-        }
-        QCOMPARE(
-            signatures,
-            (QList<QByteArray>{"cleanup()", "alertsUpdated(int)", "languageChange()", "_next()", "_prev()"}));
-        QCOMPARE(types,
-                 (QList<QMetaMethod::MethodType>{QMetaMethod::Signal, QMetaMethod::Slot, QMetaMethod::Slot,
-                                                 QMetaMethod::Slot, QMetaMethod::Slot}));
-        QCOMPARE(access.mid(1),
-                 (QList<QMetaMethod::Access>{QMetaMethod::Public, QMetaMethod::Protected,
-                                             QMetaMethod::Protected, QMetaMethod::Protected}));
-    }
-
-private:
-    void push(const qelUI::Alert& alert)
-    {
-        alerts.push_back(alert);
-        view->alertsUpdated(int(alerts.size()));
-    }
-
-    void pushThree()
-    {
-        push(makeAlert(QStringLiteral("First"), QStringLiteral("/1")));
-        push(makeAlert(QStringLiteral("Second"), QStringLiteral("/2")));
-        push(makeAlert(QStringLiteral("Third"), QStringLiteral("/3")));
-    }
-
-    std::vector<qelUI::Alert> alerts;
-    std::unique_ptr<AlertView> view;
-    QPushButton* prev = nullptr;
-    QPushButton* next = nullptr;
-    QTextEdit* message = nullptr;
 };
 
 QTEST_MAIN(TestAlertView)

@@ -1,9 +1,6 @@
 #include "messaging/KvsStatusService.h"
-#include "messaging/MessageProcessor.h"
-#include "messaging/MessageTransport.h"
-#include "tray/WardletApp.h"
+#include "ReportFeed.h"
 
-#include <QDataStream>
 #include <QDate>
 #include <QFile>
 #include <QLocale>
@@ -12,24 +9,7 @@
 
 namespace {
 
-// Frames only come in here, so the processor never calls it.
-class NoTransport : public MessageTransport
-{
-public:
-    long read(void*, long, int*) override { return 0; }
-    long write(const void*, long, int*) override { return 0; }
-    void requestWrite() override { }
-};
-
-// What the application announced and the service handed on, as "name=value" in order.
-QStringList events;
-
-template <typename Arg> void watch(void (WardletApp::*signal)(Arg), const char* name)
-{
-    QObject::connect(qobject_cast<WardletApp*>(qApp), signal, [name](Arg value) {
-        events << QString::fromLatin1(name) + '=' + QVariant(value).toString();
-    });
-}
+using namespace ReportFeed;
 
 // Shows each alert record it is handed as parsed, then lets the application have it as usual.
 class Service : public KvsStatusService
@@ -50,15 +30,6 @@ public:
         KvsStatusService::handleAlert(data, length);
     }
 };
-
-QByteArray words(std::initializer_list<quint32> values)
-{
-    QByteArray bytes;
-    QDataStream out(&bytes, QIODevice::WriteOnly);
-    for (const quint32 value : values)
-        out << value;
-    return bytes;
-}
 
 // A text the way the daemon counts it: its bytes plus a terminating zero byte.
 QByteArray text(const QByteArray& value)
@@ -183,15 +154,8 @@ private slots:
         application->setKVSStatus(true);
         application->setScanStatus(9);
 
-        NoTransport transport;
-        MessageProcessor processor(&transport);
         Service service(application);
-        QCOMPARE(processor.registerService(&service), 2);
-        events.clear();
-        const QByteArray frame = words({0, 2, 0, 1, quint32(body.size())}) + body;
-        const auto* bytes = reinterpret_cast<const unsigned char*>(frame.constData());
-        QCOMPARE(processor.receiveData(bytes, int(frame.size())), 1);
-        QCOMPARE(events, expected);
+        QCOMPARE(deliver(&service, 2, body), expected);
     }
 };
 

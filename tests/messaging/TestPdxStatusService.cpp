@@ -1,9 +1,6 @@
-#include "messaging/MessageProcessor.h"
-#include "messaging/MessageTransport.h"
 #include "messaging/PdxStatusService.h"
-#include "tray/WardletApp.h"
+#include "ReportFeed.h"
 
-#include <QDataStream>
 #include <QFile>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -12,32 +9,7 @@
 
 namespace {
 
-// Frames only come in here, so the processor never calls it.
-class NoTransport : public MessageTransport
-{
-public:
-    long read(void*, long, int*) override { return 0; }
-    long write(const void*, long, int*) override { return 0; }
-    void requestWrite() override { }
-};
-
-// What the application announced, as "name=value" in order.
-QStringList events;
-
-void watch(void (WardletApp::*signal)(const QString&), const char* name)
-{
-    QObject::connect(qobject_cast<WardletApp*>(qApp), signal,
-                     [name](const QString& value) { events << QString::fromLatin1(name) + '=' + value; });
-}
-
-QByteArray words(std::initializer_list<quint32> values)
-{
-    QByteArray bytes;
-    QDataStream out(&bytes, QIODevice::WriteOnly);
-    for (const quint32 value : values)
-        out << value;
-    return bytes;
-}
+using namespace ReportFeed;
 
 // The management client's message ids.
 constexpr quint32 PolicyNumber = 24, Group = 26, Location = 28, ServerStatus = 32, ConnectedTime = 34;
@@ -118,15 +90,8 @@ private slots:
               &WardletApp::setLocationInfo, &WardletApp::setPolicyNumber})
             (application->*setter)(QStringLiteral("old"));
 
-        NoTransport transport;
-        MessageProcessor processor(&transport);
         PdxStatusService service(application);
-        QCOMPARE(processor.registerService(&service), 3);
-        events.clear();
-        const QByteArray frame = words({0, 3, 0, 1, quint32(body.size())}) + body;
-        const auto* bytes = reinterpret_cast<const unsigned char*>(frame.constData());
-        QCOMPARE(processor.receiveData(bytes, int(frame.size())), 1);
-        QCOMPARE(events, expected);
+        QCOMPARE(deliver(&service, 3, body), expected);
     }
 };
 

@@ -7,7 +7,8 @@ static_assert(ChannelAddress::Length == 110, "the daemons bind the full 108-byte
 
 QByteArray ChannelAddress::name(int channel)
 {
-    QByteArray name = channel == Kvs ? QByteArrayLiteral("Calvorin-trayIPC") : QByteArrayLiteral("Calvorin-PdxIPC");
+    QByteArray name
+        = channel == Kvs ? QByteArrayLiteral("Calvorin-trayIPC") : QByteArrayLiteral("Calvorin-PdxIPC");
     return name + qgetenv("WARDLET_SOCKET_SUFFIX");
 }
 

@@ -10,7 +10,11 @@
 class ChannelAddress
 {
 public:
-    enum Channel { Kvs = 1, Pdx = 2 };
+    enum Channel
+    {
+        Kvs = 1,
+        Pdx = 2
+    };
     static constexpr socklen_t Length = sizeof(sockaddr_un);
 
     // "Calvorin-trayIPC" or "Calvorin-PdxIPC". A non-empty WARDLET_SOCKET_SUFFIX is appended,

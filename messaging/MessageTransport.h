@@ -4,7 +4,8 @@
 class MessageTransport
 {
 public:
-    enum Status {
+    enum Status
+    {
         TransportOk = 0, // done, or interrupted / would block with a count of 0
         TransportError = -1,
         TransportEof = -2, // read only: the peer closed the connection

@@ -8,8 +8,7 @@ class SequenceCounter
 public:
     explicit SequenceCounter(int first = 1)
         : _next(first)
-    {
-    }
+    { }
 
     int next()
     {

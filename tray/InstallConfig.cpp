@@ -9,8 +9,7 @@ QByteArray InstallConfig::installDirectory(const char* configPath)
     if (!file)
         return DefaultDirectory;
     int c;
-    while ((c = std::fgetc(file)) != EOF && c != '=') {
-    }
+    while ((c = std::fgetc(file)) != EOF && c != '=') { }
     while (c != EOF && (c == '=' || std::isspace(c)))
         c = std::fgetc(file);
     QByteArray word;

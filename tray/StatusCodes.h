@@ -1,7 +1,8 @@
 #pragma once
 
 // Real-time scanner state, as the scan daemon reports it.
-enum VGEnabledStatus : int {
+enum VGEnabledStatus : int
+{
     VGDisabled = 0,
     VGEnabled = 1,
     VGMalfunctioning = 2,
@@ -9,7 +10,8 @@ enum VGEnabledStatus : int {
 };
 
 // Management client state, as the management client reports it.
-enum enumProtectionState : int {
+enum enumProtectionState : int
+{
     ProtectionUnknown = 0,
     ProtectionSelfManaged = 1,
     ProtectionOnline = 2,

@@ -46,7 +46,8 @@ const int IconRecreateDelay = 100;
 const int PixmapRed = 3;
 const int PixmapGrey = 5;
 
-enum MessageId {
+enum MessageId
+{
     KvsStatusRequest = 1,
     KvsVersionsRequest = 4,
     KvsScanStatusRequest = 6,
@@ -68,8 +69,7 @@ void warn(const char* text)
 }
 
 // Stores value in field and emits signal with it, but only when the text changed.
-template <typename Emit>
-void assignText(QString& field, const QString& value, Emit emitChange)
+template <typename Emit> void assignText(QString& field, const QString& value, Emit emitChange)
 {
     if (field == value)
         return;
@@ -142,8 +142,8 @@ void WardletApp::initialize()
         connect(notifyNotifier, &QSocketNotifier::activated, this, &WardletApp::pdxNotify);
     }
 
-    const char* const* const images[] = {tray_shield_xpm, tray_shield_xpm, tray_green_xpm,
-                                         tray_red_xpm,    tray_yellow_xpm, tray_grey_xpm};
+    const char* const* const images[]
+        = {tray_shield_xpm, tray_shield_xpm, tray_green_xpm, tray_red_xpm, tray_yellow_xpm, tray_grey_xpm};
     for (int i = 0; i < 6; ++i)
         iconPixmaps[i] = new QPixmap(images[i]);
     createTrayIcon();
@@ -481,7 +481,8 @@ void WardletApp::setDefsVersion(const QString& version)
 
 void WardletApp::setServerAddress(const QString& serveraddress)
 {
-    assignText(serverAddress, serveraddress, [this](const QString& v) { emit ServerAddressStatusChanged(v); });
+    assignText(serverAddress, serveraddress,
+               [this](const QString& v) { emit ServerAddressStatusChanged(v); });
 }
 
 void WardletApp::setGroupInfo(const QString& groupinfo)
@@ -680,5 +681,6 @@ void WardletApp::pdxNotify()
 // restore started asks to come back.
 void WardletApp::saveState(QSessionManager& manager)
 {
-    manager.setRestartHint(isSessionRestored() ? QSessionManager::RestartIfRunning : QSessionManager::RestartNever);
+    manager.setRestartHint(isSessionRestored() ? QSessionManager::RestartIfRunning
+                                               : QSessionManager::RestartNever);
 }

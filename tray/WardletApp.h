@@ -30,9 +30,17 @@ class WardletApp : public QApplication
     Q_PROPERTY(bool showIcon READ getShowIcon WRITE setShowIcon DESIGNABLE true SCRIPTABLE true STORED true)
 
 public:
-    enum ChannelBit { KvsChannelUp = 1, PdxChannelUp = 2 };
+    enum ChannelBit
+    {
+        KvsChannelUp = 1,
+        PdxChannelUp = 2
+    };
     // What the signal handler writes into the bridge.
-    enum NotifyToken { WakeUpToken = 0, QuitToken = 1 };
+    enum NotifyToken
+    {
+        WakeUpToken = 0,
+        QuitToken = 1
+    };
 
     WardletApp(int& argc, char** argv);
     ~WardletApp() override;

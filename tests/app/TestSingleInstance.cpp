@@ -99,7 +99,8 @@ private slots:
 
     void wakeUpFileNamesTheRunningCopy()
     {
-        QCOMPARE(QString::fromStdString(wakeUpFile("/home/ann", 812)), QStringLiteral("/home/ann/.wardletNotify812"));
+        QCOMPARE(QString::fromStdString(wakeUpFile("/home/ann", 812)),
+                 QStringLiteral("/home/ann/.wardletNotify812"));
         QCOMPARE(wakeUpFile("/" + std::string(5000, 'h'), 1).size(), size_t(4095));
     }
 
@@ -129,8 +130,9 @@ private slots:
         QTRY_COMPARE(other.received(), 1);
         QVERIFY(QFile::exists(file));
         QCOMPARE(QFileInfo(file).size(), 0);
-        QCOMPARE(QFile::permissions(file) & 0x7777, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner
-                                                        | QFile::ReadUser | QFile::WriteUser | QFile::ExeUser);
+        QCOMPARE(QFile::permissions(file) & 0x7777,
+                 QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner | QFile::ReadUser | QFile::WriteUser
+                     | QFile::ExeUser);
 
         QVERIFY(findRunningInstance("./wardlet"));
         QTest::qWait(200);

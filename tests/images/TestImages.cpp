@@ -12,9 +12,8 @@
 
 namespace {
 
-const char* const* const pictures[]
-    = {tray_shield_xpm, tray_green_xpm, tray_red_xpm, tray_yellow_xpm, tray_grey_xpm, alert_icon_xpm,
-       window_icon_xpm, banner_xpm};
+const char* const* const pictures[] = {tray_shield_xpm, tray_green_xpm, tray_red_xpm,    tray_yellow_xpm,
+                                       tray_grey_xpm,   alert_icon_xpm, window_icon_xpm, banner_xpm};
 
 } // namespace
 

@@ -12,15 +12,18 @@ private slots:
     {
         QTest::addColumn<QByteArray>("contents");
         QTest::addColumn<QByteArray>("directory");
-        QTest::newRow("key and value") << QByteArray("InstallDir=/srv/av\nOther=/x\n") << QByteArray("/srv/av");
+        QTest::newRow("key and value")
+            << QByteArray("InstallDir=/srv/av\nOther=/x\n") << QByteArray("/srv/av");
         QTest::newRow("any key name") << QByteArray("whatever = /srv/av") << QByteArray("/srv/av");
         QTest::newRow("blanks around the word") << QByteArray("dir= /opt/x y\n") << QByteArray("/opt/x");
-        QTest::newRow("tabs and newlines skipped") << QByteArray("dir=\t\n  /opt/t\n") << QByteArray("/opt/t");
-        QTest::newRow("comment holding =") << QByteArray("# path=/from/comment\ndir=/real\n")
-                                           << QByteArray("/from/comment");
+        QTest::newRow("tabs and newlines skipped")
+            << QByteArray("dir=\t\n  /opt/t\n") << QByteArray("/opt/t");
+        QTest::newRow("comment holding =")
+            << QByteArray("# path=/from/comment\ndir=/real\n") << QByteArray("/from/comment");
         QTest::newRow("no =") << QByteArray("InstallDir /srv/av\n") << QByteArray("/opt/Calvorin");
         QTest::newRow("= at the very end") << QByteArray("InstallDir=") << QByteArray("/opt/Calvorin");
-        QTest::newRow("only blanks after =") << QByteArray("InstallDir=  \n\t") << QByteArray("/opt/Calvorin");
+        QTest::newRow("only blanks after =")
+            << QByteArray("InstallDir=  \n\t") << QByteArray("/opt/Calvorin");
         QTest::newRow("empty file") << QByteArray() << QByteArray("/opt/Calvorin");
     }
 

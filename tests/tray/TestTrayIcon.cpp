@@ -45,8 +45,7 @@ class TestTrayIcon : public QObject
 public:
     explicit TestTrayIcon(WardletApp& app)
         : app(app)
-    {
-    }
+    { }
 
 private slots:
     void savedChoiceOffMeansNoIconAndNoMenu()
@@ -100,11 +99,13 @@ private slots:
         QTest::addColumn<int>("pdx");
         QTest::addColumn<QImage>("expected");
         const QImage shield = picture(tray_shield_xpm), green = picture(tray_green_xpm),
-                     red = picture(tray_red_xpm), yellow = picture(tray_yellow_xpm), grey = picture(tray_grey_xpm);
+                     red = picture(tray_red_xpm), yellow = picture(tray_yellow_xpm),
+                     grey = picture(tray_grey_xpm);
         const QList<QPair<int, QImage>> protectedPictures{{0, shield}, {1, shield}, {2, green}, {3, red},
                                                           {4, yellow}, {5, grey},   {9, grey},  {-1, grey}};
         for (const auto& entry : protectedPictures)
-            QTest::addRow("protected, management %d", entry.first) << 1 << true << entry.first << entry.second;
+            QTest::addRow("protected, management %d", entry.first)
+                << 1 << true << entry.first << entry.second;
         for (int pdx : {0, 1, 2, 4, 9}) {
             QTest::addRow("daemon stopped, management %d", pdx) << 1 << false << pdx << red;
             for (int vg : {0, 2, 3, 7, -1})
@@ -134,8 +135,8 @@ private slots:
         app.setKVSStatus(true);
         app.setPDXStatus(ProtectionOnline);
         QImage seen;
-        const auto connection = connect(&app, &WardletApp::PDXStatusStrChanged, this,
-                                        [&] { seen = shownPicture(app); });
+        const auto connection
+            = connect(&app, &WardletApp::PDXStatusStrChanged, this, [&] { seen = shownPicture(app); });
         app.setPDXStatus(ProtectionOffline);
         disconnect(connection);
         QCOMPARE(seen, picture(tray_yellow_xpm));
@@ -175,7 +176,8 @@ int main(int argc, char** argv)
     qputenv("XDG_CONFIG_HOME", config.path().toLocal8Bit());
     qputenv("WARDLET_SOCKET_SUFFIX", ".test-tray-" + QByteArray::number(::getpid()));
     {
-        QSettings settings(QSettings::UserScope, QStringLiteral("trevanta.example"), QStringLiteral("wardlet"));
+        QSettings settings(QSettings::UserScope, QStringLiteral("trevanta.example"),
+                           QStringLiteral("wardlet"));
         settings.setValue(QStringLiteral("Wardlet/ShowIcon"), false);
     }
     WardletApp app(argc, argv);

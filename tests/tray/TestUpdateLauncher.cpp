@@ -36,7 +36,8 @@ public:
             auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
             if (!box)
                 return;
-            boxes.append({box->windowTitle(), box->text(), int(this->pdx.frames().size()), this->button->text()});
+            boxes.append(
+                {box->windowTitle(), box->text(), int(this->pdx.frames().size()), this->button->text()});
             box->button(QMessageBox::Ok)->click();
         });
         timer.start(20);
@@ -67,8 +68,7 @@ class TestUpdateLauncher : public QObject
 public:
     explicit TestUpdateLauncher(WardletApp& app)
         : app(app)
-    {
-    }
+    { }
 
 private slots:
     void initTestCase()
@@ -104,7 +104,8 @@ private slots:
 
     void successTellsBothDaemons()
     {
-        installTool("#!/bin/sh\nwhile [ ! -e '" + dir.path().toLocal8Bit() + "/go' ]; do sleep 0.02; done\nexit 0\n");
+        installTool("#!/bin/sh\nwhile [ ! -e '" + dir.path().toLocal8Bit()
+                    + "/go' ]; do sleep 0.02; done\nexit 0\n");
         QSignalSpy allowed(&app, &WardletApp::NRAllowedChanged);
         BoxWatcher boxes(*pdx, button);
         button->click();
@@ -208,7 +209,8 @@ private slots:
 
     void onlyOneRunAtATimeAndOnlyWhenAllowed()
     {
-        installTool("#!/bin/sh\nwhile [ ! -e '" + dir.path().toLocal8Bit() + "/go' ]; do sleep 0.02; done\nexit 0\n");
+        installTool("#!/bin/sh\nwhile [ ! -e '" + dir.path().toLocal8Bit()
+                    + "/go' ]; do sleep 0.02; done\nexit 0\n");
         app.setNRAllowed(false);
         const int processes = app.findChildren<QProcess*>().size();
         app.requestNR();
@@ -237,7 +239,8 @@ private slots:
 
     void resultWaitsForTheScanDaemonButNotForTheManagementClient()
     {
-        installTool("#!/bin/sh\nwhile [ ! -e '" + dir.path().toLocal8Bit() + "/go' ]; do sleep 0.02; done\nexit 0\n");
+        installTool("#!/bin/sh\nwhile [ ! -e '" + dir.path().toLocal8Bit()
+                    + "/go' ]; do sleep 0.02; done\nexit 0\n");
         button->click();
         QTRY_COMPARE(button->text(), QStringLiteral("&Novarel is running"));
         kvs->stopListening();

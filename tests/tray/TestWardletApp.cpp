@@ -22,8 +22,7 @@ class TestWardletApp : public QObject
 public:
     explicit TestWardletApp(WardletApp& app)
         : app(app)
-    {
-    }
+    { }
 
 private slots:
     void initTestCase()
@@ -43,8 +42,9 @@ private slots:
         QVERIFY(pdx->waitForConnection());
         QVERIFY(kvs->waitForBytes(30 + 24 + 24));
         // Locale "C": the status request carries "C" and its terminating zero.
-        QCOMPARE(kvs->received().left(30).toHex(), QByteArray("00000000000000020000000000000001"
-                                                              "0000000a00000001000000024300"));
+        QCOMPARE(kvs->received().left(30).toHex(),
+                 QByteArray("00000000000000020000000000000001"
+                            "0000000a00000001000000024300"));
         const QList<DaemonPeer::Frame> kvsFrames = kvs->frames();
         QCOMPARE(kvsFrames.at(1).sequence, 2);
         QCOMPARE(kvsFrames.at(1).body.toHex(), QByteArray("00000004"));

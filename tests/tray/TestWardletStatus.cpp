@@ -15,10 +15,14 @@ QStringList* recordSignals(WardletApp& app)
 {
     auto* log = new QStringList;
     const auto text = [log](const char* name) {
-        return [log, name](const QString& value) { log->append(QLatin1String(name) + QLatin1Char('=') + value); };
+        return [log, name](const QString& value) {
+            log->append(QLatin1String(name) + QLatin1Char('=') + value);
+        };
     };
     const auto flag = [log](const char* name) {
-        return [log, name](bool value) { log->append(QLatin1String(name) + (value ? "=true" : "=false")); };
+        return [log, name](bool value) {
+            log->append(QLatin1String(name) + (value ? "=true" : "=false"));
+        };
     };
     QObject::connect(&app, &WardletApp::alertCountChanged, &app,
                      [log](int count) { log->append(QStringLiteral("alertCount=%1").arg(count)); });
@@ -68,8 +72,7 @@ public:
     explicit TestWardletStatus(WardletApp& app)
         : app(app)
         , log(recordSignals(app))
-    {
-    }
+    { }
     ~TestWardletStatus() override { delete log; }
 
 private slots:
@@ -78,7 +81,8 @@ private slots:
     {
         app.resetKvsStatus();
         app.resetPdxStatus();
-        for (auto setter : {&WardletApp::setProductVersion, &WardletApp::setEngineVersion, &WardletApp::setDefsVersion})
+        for (auto setter :
+             {&WardletApp::setProductVersion, &WardletApp::setEngineVersion, &WardletApp::setDefsVersion})
             (app.*setter)(QString());
         log->clear();
     }
@@ -92,10 +96,11 @@ private slots:
                 declared << QString::fromLatin1(meta->method(i).methodSignature());
         }
         QCOMPARE(declared,
-                 (QStringList{"alertCountChanged(int)", "VGStatusStrChanged(QString)", "KVSStatusStrChanged(QString)",
-                              "PDXStatusStrChanged(QString)", "NRAllowedChanged(bool)",
-                              "ScanStatusStrChanged(QString)", "productVersionChanged(QString)",
-                              "engineVersionChanged(QString)", "defsVersionChanged(QString)", "showIconChanged(bool)",
+                 (QStringList{"alertCountChanged(int)", "VGStatusStrChanged(QString)",
+                              "KVSStatusStrChanged(QString)", "PDXStatusStrChanged(QString)",
+                              "NRAllowedChanged(bool)", "ScanStatusStrChanged(QString)",
+                              "productVersionChanged(QString)", "engineVersionChanged(QString)",
+                              "defsVersionChanged(QString)", "showIconChanged(bool)",
                               "ServerAddressStatusChanged(QString)", "GroupInfoStatusChanged(QString)",
                               "ConnectedTimeStatusChanged(QString)", "LocationInfoStatusChanged(QString)",
                               "PolicyNumStatusChanged(QString)"}));
@@ -105,17 +110,43 @@ private slots:
                 slotList << QString::fromLatin1(meta->method(i).methodSignature());
         }
         QCOMPARE(slotList,
-                 (QStringList{"begin()", "socketEOF()", "socketCheck()", "showMain()", "byebye()", "sendRequest()",
-                              "requestNR()", "displayAlert(qelUI::Alert)", "resetAlerts()",
-                              "setVGStatus(VGEnabledStatus)", "getVGStatusStr()", "setKVSStatus(bool)",
-                              "getKVSStatusStr()", "setPDXStatus(enumProtectionState)", "getPDXStatusStr()",
-                              "setNRAllowed(bool)", "NRComplete(int,QProcess::ExitStatus)", "NRStarted()",
-                              "NRError(QProcess::ProcessError)", "setScanStatus(int)", "getScanStatusStr()",
-                              "getScanStatusStr(bool)", "getProductVersion()", "setProductVersion(QString)",
-                              "getEngineVersion()", "setEngineVersion(QString)", "getDefsVersion()",
-                              "setDefsVersion(QString)", "setShowIcon(bool)", "setServerAddress(QString)",
-                              "setGroupInfo(QString)", "setConnectedTime(QString)", "setLocationInfo(QString)",
-                              "setPolicyNumber(QString)", "iconClosed()", "recreateIcon()", "pdxNotify()"}));
+                 (QStringList{"begin()",
+                              "socketEOF()",
+                              "socketCheck()",
+                              "showMain()",
+                              "byebye()",
+                              "sendRequest()",
+                              "requestNR()",
+                              "displayAlert(qelUI::Alert)",
+                              "resetAlerts()",
+                              "setVGStatus(VGEnabledStatus)",
+                              "getVGStatusStr()",
+                              "setKVSStatus(bool)",
+                              "getKVSStatusStr()",
+                              "setPDXStatus(enumProtectionState)",
+                              "getPDXStatusStr()",
+                              "setNRAllowed(bool)",
+                              "NRComplete(int,QProcess::ExitStatus)",
+                              "NRStarted()",
+                              "NRError(QProcess::ProcessError)",
+                              "setScanStatus(int)",
+                              "getScanStatusStr()",
+                              "getScanStatusStr(bool)",
+                              "getProductVersion()",
+                              "setProductVersion(QString)",
+                              "getEngineVersion()",
+                              "setEngineVersion(QString)",
+                              "getDefsVersion()",
+                              "setDefsVersion(QString)",
+                              "setShowIcon(bool)",
+                              "setServerAddress(QString)",
+                              "setGroupInfo(QString)",
+                              "setConnectedTime(QString)",
+                              "setLocationInfo(QString)",
+                              "setPolicyNumber(QString)",
+                              "iconClosed()",
+                              "recreateIcon()",
+                              "pdxNotify()"}));
 
         const QMetaProperty property = meta->property(meta->indexOfProperty("showIcon"));
         QVERIFY(property.isValid());
@@ -152,8 +183,9 @@ private slots:
         app.setPDXStatus(ProtectionOnline);
         app.setPDXStatus(ProtectionOffline);
         app.setPDXStatus(ProtectionUnknown);
-        QCOMPARE(*log, (QStringList{"VG=Malfunctioning", "VG=Malfunctioning", "VG=Enabled", "KVS=Running",
-                                    "PDX=Running", "PDX=Running", "PDX=Running", "PDX=Unknown"}));
+        QCOMPARE(*log,
+                 (QStringList{"VG=Malfunctioning", "VG=Malfunctioning", "VG=Enabled", "KVS=Running",
+                              "PDX=Running", "PDX=Running", "PDX=Running", "PDX=Unknown"}));
     }
 
     void updatePermissionIsAnnouncedOnEveryCall()
@@ -169,15 +201,32 @@ private slots:
         QTest::addColumn<int>("code");
         QTest::addColumn<QString>("text");
         QTest::addColumn<QString>("collapsed");
-        const QStringList texts{"Unknown status", "Starting", "Started", "Stopping", "Done",
-                                "Scanning directories", "Scanning boot sector", "Scanning memory",
-                                "Scanning files", "Never run", "Aborted", "Queued", "Delayed",
-                                "Scanning proccesses", "Unknown status", "Unknown status", "Suspended",
-                                "Resumed", "Unknown status"};
+        const QStringList texts{"Unknown status",
+                                "Starting",
+                                "Started",
+                                "Stopping",
+                                "Done",
+                                "Scanning directories",
+                                "Scanning boot sector",
+                                "Scanning memory",
+                                "Scanning files",
+                                "Never run",
+                                "Aborted",
+                                "Queued",
+                                "Delayed",
+                                "Scanning proccesses",
+                                "Unknown status",
+                                "Unknown status",
+                                "Suspended",
+                                "Resumed",
+                                "Unknown status"};
         for (int code = 0; code < texts.size(); ++code)
-            QTest::addRow("%d", code) << code << texts.at(code) << (code == 9 ? QStringLiteral("Done") : texts.at(code));
-        QTest::newRow("large") << 1000 << "Unknown status" << "Unknown status";
-        QTest::newRow("negative") << -4 << "Unknown status" << "Unknown status";
+            QTest::addRow("%d", code)
+                << code << texts.at(code) << (code == 9 ? QStringLiteral("Done") : texts.at(code));
+        QTest::newRow("large") << 1000 << "Unknown status"
+                               << "Unknown status";
+        QTest::newRow("negative") << -4 << "Unknown status"
+                                  << "Unknown status";
     }
 
     void scanStatusTexts()
@@ -208,7 +257,9 @@ private slots:
         app.setProductVersion(QStringLiteral("8.2"));
         log->clear();
         app.resetKvsStatus();
-        QCOMPARE(*log, (QStringList{"VG=Malfunctioning", "KVS=Disabled", "NRAllowed=false", "Scan=Unknown status"}));
+        QCOMPARE(
+            *log,
+            (QStringList{"VG=Malfunctioning", "KVS=Disabled", "NRAllowed=false", "Scan=Unknown status"}));
         QCOMPARE(app.getProductVersion(), QStringLiteral("8.2"));
 
         log->clear();
@@ -229,13 +280,15 @@ private slots:
         app.setPolicyNumber(QStringLiteral("ABCD"));
         log->clear();
         app.resetPdxStatus();
-        QCOMPARE(*log, (QStringList{"PDX=Disabled", "server=", "group=", "connected=", "location=", "policy="}));
+        QCOMPARE(*log,
+                 (QStringList{"PDX=Disabled", "server=", "group=", "connected=", "location=", "policy="}));
         QCOMPARE(app.getPDXStatusStr(), QStringLiteral("Disabled"));
     }
 
     void showIconIsSavedOnEveryCall()
     {
-        QSettings settings(QSettings::UserScope, QStringLiteral("trevanta.example"), QStringLiteral("wardlet"));
+        QSettings settings(QSettings::UserScope, QStringLiteral("trevanta.example"),
+                           QStringLiteral("wardlet"));
         app.setShowIcon(false);
         app.setShowIcon(false);
         settings.sync();

@@ -305,8 +305,15 @@ class Desktop:
         return subprocess.run(argv, env=self.env, check=check, capture_output=True, text=True).stdout
 
     def tree(self):
+        # xwininfo gives up when a window goes away while it walks the tree; a moment later the
+        # tree is whole again.
+        def listing():
+            result = subprocess.run(["xwininfo", "-root", "-tree"], env=self.env, capture_output=True, text=True)
+            return result.stdout if result.returncode == 0 else None
+        text = wait_until(listing, 2)
+        assert text, "xwininfo cannot read the window tree"
         windows = []
-        for line in self.run("xwininfo", "-root", "-tree").splitlines():
+        for line in text.splitlines():
             match = _TREE_LINE.match(line)
             if match:
                 windows.append(TreeWindow(len(match[1]), match[2], *map(int, match.groups()[2:])))
@@ -414,7 +421,19 @@ class Desktop:
 
     def widgets(self, title, pid=None):
         """The widgets of the shown window title, read afresh: a list of dicts (see widgets.py)."""
-        output = self.run(PYTHON, WIDGETS, str(pid or self.wardlet.pid), title)
+        # A window xdotool already sees can take a moment more to appear on the accessibility bus.
+        errors = []
+
+        def read():
+            result = subprocess.run([PYTHON, WIDGETS, str(pid or self.wardlet.pid), title], env=self.env,
+                                    capture_output=True, text=True)
+            if result.returncode != 0:
+                errors.append(result.stderr.strip())
+                return None
+            return result.stdout
+
+        output = wait_until(read, 3, 0.1)
+        assert output, f'cannot read the widgets of "{title}": {errors[-1]}'
         return json.loads(output)
 
     def fields(self, title, pid=None):

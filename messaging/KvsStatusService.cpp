@@ -2,6 +2,7 @@
 
 #include "BigEndian.h"
 #include "Message.h"
+#include "MessageIds.h"
 #include "tray/WardletApp.h"
 
 #include <QCoreApplication>
@@ -13,14 +14,6 @@
 #include <ctime>
 
 namespace {
-
-enum MessageId
-{
-    StatusReport = 2,
-    AlertReport = 3,
-    VersionsReport = 5,
-    ScanStatusReport = 7,
-};
 
 // Where the next field starts, and how many bytes of the body are left from there.
 struct BodyReader
@@ -79,17 +72,17 @@ void KvsStatusService::handleMessage(Message* message)
     if (length < 4)
         return;
     switch (BigEndian::readU32(body)) {
-    case StatusReport:
+    case KvsStatusReport:
         handleStatus(body, length);
         break;
-    case AlertReport:
+    case KvsAlert:
         if (length > 4)
             handleAlert(body + 4, length - 4);
         break;
-    case VersionsReport:
+    case KvsVersionsReport:
         handleVersions(body, length);
         break;
-    case ScanStatusReport:
+    case KvsScanStatusReport:
         handleScanStatus(body, length);
         break;
     default:

@@ -2,6 +2,7 @@
 
 #include "BigEndian.h"
 #include "Message.h"
+#include "MessageIds.h"
 #include "tray/WardletApp.h"
 
 #include <QString>
@@ -11,15 +12,6 @@
 #include <optional>
 
 namespace {
-
-enum MessageId
-{
-    PolicyNumberReport = 24,
-    GroupReport = 26,
-    LocationReport = 28,
-    ServerStatusReport = 32,
-    ConnectedTimeReport = 34,
-};
 
 // A present flag, a byte count, then the bytes.
 struct TextReport
@@ -103,19 +95,19 @@ void PdxStatusService::handleMessage(Message* message)
     const unsigned char* data = body + 4;
     const int rest = length - 4;
     switch (BigEndian::readU32(body)) {
-    case PolicyNumberReport:
+    case PdxPolicyNumberReport:
         handlePolicyNumber(data, rest);
         break;
-    case GroupReport:
+    case PdxGroupReport:
         handleGroup(data, rest);
         break;
-    case LocationReport:
+    case PdxLocationReport:
         handleLocation(data, rest);
         break;
-    case ServerStatusReport:
+    case PdxServerStatusReport:
         handleServerStatus(data, rest);
         break;
-    case ConnectedTimeReport:
+    case PdxConnectedTimeReport:
         handleConnectedTime(data, rest);
         break;
     default:

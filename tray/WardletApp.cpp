@@ -9,6 +9,7 @@
 #include "messaging/BigEndian.h"
 #include "messaging/ChannelAddress.h"
 #include "messaging/KvsStatusService.h"
+#include "messaging/MessageIds.h"
 #include "messaging/PdxStatusService.h"
 #include "tray/InstallConfig.h"
 #include "ui/AlertView.h"
@@ -45,20 +46,6 @@ const int RetryInterval = 1000;
 const int IconRecreateDelay = 100;
 const int PixmapRed = 3;
 const int PixmapGrey = 5;
-
-enum MessageId
-{
-    KvsStatusRequest = 1,
-    KvsVersionsRequest = 4,
-    KvsScanStatusRequest = 6,
-    PdxPolicyNumberRequest = 23,
-    PdxGroupRequest = 25,
-    PdxLocationRequest = 27,
-    PdxServerStatusRequest = 31,
-    PdxConnectedTimeRequest = 33,
-    KvsUpdateDone = 9,
-    PdxUpdateResult = 45,
-};
 
 // The update tool's warnings use the message box's own translation context.
 void warn(const char* text)

@@ -5,6 +5,7 @@
 #include "Console.h"
 #include "messaging/BigEndian.h"
 #include "messaging/Message.h"
+#include "messaging/MessageIds.h"
 
 #include <QHash>
 
@@ -16,29 +17,6 @@
 #include <utility>
 
 namespace {
-
-enum MessageId : uint32_t
-{
-    KvsStatusRequest = 1,
-    KvsStatusReport = 2,
-    KvsAlert = 3,
-    KvsVersionsRequest = 4,
-    KvsVersionsReport = 5,
-    KvsScanStatusRequest = 6,
-    KvsScanStatusReport = 7,
-    KvsUpdateDone = 9,
-    PdxPolicyNumberRequest = 23,
-    PdxPolicyNumberReport = 24,
-    PdxGroupRequest = 25,
-    PdxGroupReport = 26,
-    PdxLocationRequest = 27,
-    PdxLocationReport = 28,
-    PdxServerStatusRequest = 31,
-    PdxServerStatusReport = 32,
-    PdxConnectedTimeRequest = 33,
-    PdxConnectedTimeReport = 34,
-    PdxUpdateResult = 45,
-};
 
 constexpr int KvsServiceId = 2;
 constexpr int PdxServiceId = 3;

@@ -1,12 +1,10 @@
-#include "app/SignalHandler.h"
+#include "app/SignalBridge.h"
 #include "app/SingleInstance.h"
-#include "tray/WardletApp.h"
+#include "app/WardletApp.h"
 
 #include <QFont>
-#include <QLocale>
 #include <QStyle>
 #include <QStyleFactory>
-#include <QTranslator>
 
 #include <csignal>
 #include <syslog.h>
@@ -21,22 +19,13 @@ QStyle* createStyle()
     return QStyleFactory::create(QStringLiteral("Fusion"));
 }
 
-// Translation files are named after the English name of the system language ("qt_German",
-// "wardlet_C") and looked for in the current directory. A missing file is no error: the
-// translator is installed all the same and the texts stay English.
-void installTranslator(QTranslator& translator, const QString& prefix)
-{
-    const QString language = QLocale::languageToString(QLocale::system().language());
-    static_cast<void>(translator.load(prefix + language, QStringLiteral("."), QString(), QString()));
-    QCoreApplication::installTranslator(&translator);
-}
-
 } // namespace
 
 int main(int argc, char** argv)
 {
     openlog("wardlet", LOG_PID, LOG_USER);
-    if (argv && argv[0] && findRunningInstance(argv[0]))
+    SingleInstance instance;
+    if (!instance.claim())
         return 0;
 
     // SIGUSR2 waits until the signal bridge exists.
@@ -47,21 +36,10 @@ int main(int argc, char** argv)
     sigprocmask(SIG_BLOCK, &wakeUp, &previousMask);
 
     WardletApp app(argc, argv);
-    setSignalTarget(&app);
 
     struct sigaction action = {};
-    action.sa_handler = signalHandler;
+    action.sa_handler = SignalBridge::handle;
     sigemptyset(&action.sa_mask);
-    action.sa_flags = 0;
-
-    QTranslator qtTranslator;
-    installTranslator(qtTranslator, QStringLiteral("qt_"));
-    QTranslator appTranslator;
-    installTranslator(appTranslator, QStringLiteral("wardlet_"));
-
-    QApplication::setQuitOnLastWindowClosed(false);
-    app.initialize();
-
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
     sigaction(SIGUSR2, &action, nullptr);
@@ -72,10 +50,8 @@ int main(int argc, char** argv)
     QApplication::setPalette(style->standardPalette());
     QApplication::setFont(QFont(QStringLiteral("Nimbus Sans L"), 10, QFont::Light, false));
 
-    app.begin();
+    instance.serve();
+    app.start();
     sigprocmask(SIG_SETMASK, &previousMask, nullptr);
-
-    const int status = app.exec();
-    setSignalTarget(nullptr);
-    return status;
+    return app.exec();
 }

@@ -1,8 +1,9 @@
-#include "messaging/BigEndian.h"
 #include "messaging/Message.h"
 #include "messaging/MessageProcessor.h"
 #include "messaging/MessageService.h"
 #include "messaging/MessageTransport.h"
+
+#include <QtEndian>
 
 #include <benchmark/benchmark.h>
 
@@ -14,44 +15,43 @@
 namespace {
 
 // Receiving never goes through the transport; it only has to exist.
-class IdleTransport : public MessageTransport
+class IdleTransport final : public MessageTransport
 {
 public:
-    long read(void*, long, int* status) override
+    long read(void*, long, Status& status) override
     {
-        *status = TransportOk;
+        status = Status::Ok;
         return 0;
     }
-    long write(const void*, long, int* status) override
+    long write(const void*, long, Status& status) override
     {
-        *status = TransportOk;
+        status = Status::Ok;
         return 0;
     }
     void requestWrite() override { }
 };
 
 // Touches one byte of every body so delivery cannot be optimised away.
-class SummingService : public MessageService
+class SummingService final : public MessageService
 {
 public:
     explicit SummingService(int id)
-        : _id(id)
+        : m_id(id)
     { }
 
-    int serviceId() const override { return _id; }
-    int serviceWord() const override { return 0; }
-    void handleMessage(Message* message) override
+    int serviceId() const override { return m_id; }
+    void handleMessage(const Message& message) override
     {
         ++frames;
-        if (message->length > 0)
-            sum += message->data[message->length - 1];
+        if (message.length > 0)
+            sum += message.data[message.length - 1];
     }
 
     int64_t frames = 0;
     uint64_t sum = 0;
 
 private:
-    int _id;
+    int m_id;
 };
 
 enum class Mix
@@ -70,9 +70,9 @@ struct Stream
 void appendFrame(Stream& stream, int serviceId, int sequence, int length)
 {
     unsigned char header[Message::HeaderSize] = {};
-    BigEndian::writeU32(header + 4, uint32_t(serviceId));
-    BigEndian::writeU32(header + 12, uint32_t(sequence));
-    BigEndian::writeU32(header + 16, uint32_t(length));
+    qToBigEndian<quint32>(quint32(serviceId), header + 4);
+    qToBigEndian<quint32>(quint32(sequence), header + 12);
+    qToBigEndian<quint32>(quint32(length), header + 16);
     stream.bytes.insert(stream.bytes.end(), header, header + Message::HeaderSize);
     for (int i = 0; i < length; ++i)
         stream.bytes.push_back((unsigned char)(sequence + i));

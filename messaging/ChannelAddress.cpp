@@ -5,14 +5,16 @@
 
 static_assert(ChannelAddress::Length == 110, "the daemons bind the full 108-byte path");
 
-QByteArray ChannelAddress::name(int channel)
+namespace ChannelAddress {
+
+QByteArray name(Channel channel)
 {
-    QByteArray name
-        = channel == Kvs ? QByteArrayLiteral("Calvorin-trayIPC") : QByteArrayLiteral("Calvorin-PdxIPC");
+    QByteArray name = channel == Channel::ScanDaemon ? QByteArrayLiteral("Calvorin-trayIPC")
+                                                     : QByteArrayLiteral("Calvorin-PdxIPC");
     return name + qgetenv("WARDLET_SOCKET_SUFFIX");
 }
 
-sockaddr_un ChannelAddress::address(const QByteArray& name)
+sockaddr_un address(const QByteArray& name)
 {
     sockaddr_un address;
     std::memset(&address, 0, sizeof address);
@@ -21,3 +23,5 @@ sockaddr_un ChannelAddress::address(const QByteArray& name)
     std::memcpy(address.sun_path + 1, name.constData(), length);
     return address;
 }
+
+} // namespace ChannelAddress

@@ -1,6 +1,6 @@
 #include "Message.h"
 
-#include "BigEndian.h"
+#include <QtEndian>
 
 #include <cstring>
 #include <new>
@@ -39,12 +39,12 @@ Message* Message::fromHeader(const unsigned char* bytes, int& count)
     auto* message = new (std::nothrow) Message;
     if (!message)
         return nullptr;
-    message->reserved = bytes[0] * 256 + bytes[1];
-    message->serviceWord = bytes[2] * 256 + bytes[3];
-    message->serviceId = BigEndian::readI32(bytes + 4);
-    message->param = BigEndian::readI32(bytes + 8);
-    message->sequence = BigEndian::readI32(bytes + 12);
-    const int length = BigEndian::readI32(bytes + 16);
+    message->reserved = qFromBigEndian<quint16>(bytes);
+    message->serviceWord = qFromBigEndian<quint16>(bytes + 2);
+    message->serviceId = qFromBigEndian<qint32>(bytes + 4);
+    message->param = qFromBigEndian<qint32>(bytes + 8);
+    message->sequence = qFromBigEndian<qint32>(bytes + 12);
+    const int length = qFromBigEndian<qint32>(bytes + 16);
     bool ok = false;
     if (validLength(length))
         message->data = allocateBody(length, ok);
@@ -57,15 +57,15 @@ Message* Message::fromHeader(const unsigned char* bytes, int& count)
     return message;
 }
 
-int Message::setData(const void* bytes, int newLength)
+bool Message::setData(const void* bytes, int newLength)
 {
     if (!validLength(newLength))
-        return 0;
+        return false;
     if (newLength > length) {
         bool ok = false;
         unsigned char* body = allocateBody(newLength, ok);
         if (!ok)
-            return 0;
+            return false;
         delete[] data;
         data = body;
     } else if (newLength == 0) {
@@ -75,29 +75,15 @@ int Message::setData(const void* bytes, int newLength)
     if (newLength > 0)
         std::memcpy(data, bytes, size_t(newLength));
     length = newLength;
-    return 1;
-}
-
-int Message::resize(int newLength)
-{
-    if (!validLength(newLength))
-        return 0;
-    bool ok = false;
-    unsigned char* body = allocateBody(newLength, ok);
-    if (!ok)
-        return 0;
-    delete[] data;
-    data = body;
-    length = newLength;
-    return 1;
+    return true;
 }
 
 void Message::writeHeader(unsigned char* out) const
 {
-    BigEndian::writeU16(out, uint32_t(reserved));
-    BigEndian::writeU16(out + 2, uint32_t(serviceWord));
-    BigEndian::writeU32(out + 4, uint32_t(serviceId));
-    BigEndian::writeU32(out + 8, uint32_t(param));
-    BigEndian::writeU32(out + 12, uint32_t(sequence));
-    BigEndian::writeU32(out + 16, uint32_t(length));
+    qToBigEndian<quint16>(quint16(reserved), out);
+    qToBigEndian<quint16>(quint16(serviceWord), out + 2);
+    qToBigEndian<qint32>(serviceId, out + 4);
+    qToBigEndian<qint32>(param, out + 8);
+    qToBigEndian<qint32>(sequence, out + 12);
+    qToBigEndian<qint32>(length, out + 16);
 }

@@ -1,14 +1,14 @@
 #pragma once
 
-// One frame of the daemon protocol: a 20-byte big-endian header and an owned body.
-class Message
+// One frame of the daemon protocol: a 20-byte big-endian header and the body it announces.
+class Message final
 {
 public:
     static constexpr int HeaderSize = 20;
     static constexpr int MaxLength = 0x7FFFFFFE;
 
     Message() = default;
-    virtual ~Message();
+    ~Message();
     Message(const Message&) = delete;
     Message& operator=(const Message&) = delete;
 
@@ -16,9 +16,8 @@ public:
     // Returns null for a short header, a length outside 0..MaxLength or a failed allocation.
     static Message* fromHeader(const unsigned char* bytes, int& count);
 
-    // Both return 1 on success and 0, leaving the message unchanged, on a bad length or no memory.
-    int setData(const void* bytes, int length);
-    int resize(int length);
+    // Makes the body a copy of bytes. False, leaving the message unchanged, on a bad length or no memory.
+    bool setData(const void* bytes, int length);
 
     void writeHeader(unsigned char* out) const;
 

@@ -1,9 +1,11 @@
 #pragma once
 
-#include <cstdint>
+#include <QtGlobal>
 
-// The first body word of every frame on both channels. A report's id is its request's id plus one.
-enum MessageId : uint32_t
+// The first body word of every frame on both channels. The daemons' own prefixes name the
+// channel: "Kvs" is the scan daemon, "Pdx" the management client. A report's id is its
+// request's id plus one.
+enum MessageId : quint32
 {
     KvsStatusRequest = 1,
     KvsStatusReport = 2,

@@ -9,7 +9,7 @@
 #include <new>
 
 MessageProcessor::MessageProcessor(MessageTransport* transport)
-    : _transport(transport)
+    : m_transport(transport)
 {
     startReceivingHeader();
 }
@@ -18,15 +18,15 @@ MessageProcessor::~MessageProcessor() = default;
 
 MessageService* MessageProcessor::service(int id) const
 {
-    return id >= 0 && size_t(id) < _services.size() ? _services[size_t(id)] : nullptr;
+    return id >= 0 && size_t(id) < m_services.size() ? m_services[size_t(id)] : nullptr;
 }
 
 void MessageProcessor::startReceivingHeader()
 {
-    _receivingHeader = true;
-    _needed = Message::HeaderSize;
-    _received = 0;
-    _receiveTarget = _headerIn;
+    m_receivingHeader = true;
+    m_needed = Message::HeaderSize;
+    m_received = 0;
+    m_receiveTarget = m_headerIn;
 }
 
 int MessageProcessor::registerService(MessageService* service)
@@ -34,107 +34,102 @@ int MessageProcessor::registerService(MessageService* service)
     if (!service || service->serviceId() < 0)
         return -1;
     const int id = service->serviceId();
-    if (size_t(id) >= _services.size())
-        _services.resize(size_t(id) + 1, nullptr);
-    _services[size_t(id)] = service;
+    if (size_t(id) >= m_services.size())
+        m_services.resize(size_t(id) + 1, nullptr);
+    m_services[size_t(id)] = service;
     return id;
 }
 
-int MessageProcessor::sendMessage(int serviceId, int param, int sequence, int length,
-                                  const unsigned char* data)
+bool MessageProcessor::sendMessage(int serviceId, int param, int sequence, int length,
+                                   const unsigned char* data)
 {
-    MessageService* target = service(serviceId);
-    if (!target)
-        return -1;
+    MessageService* sender = service(serviceId);
+    if (!sender)
+        return false;
     std::unique_ptr<Message> message(new (std::nothrow) Message);
     if (!message)
-        return -1;
-    const bool busy = _sendBlock || !_queue.empty();
-    message->serviceWord = target->serviceWord();
-    message->serviceId = target->serviceId();
+        return false;
+    message->serviceWord = sender->serviceWord();
+    message->serviceId = sender->serviceId();
     message->param = param;
     message->sequence = sequence;
     if (!message->setData(data, length))
-        return -1;
-    _queue.push_back(std::move(message));
+        return false;
+    const bool busy = m_sendBlock || !m_queue.empty();
+    m_queue.push_back(std::move(message));
     if (!busy)
-        _transport->requestWrite();
-    return 0;
+        m_transport->requestWrite();
+    return true;
 }
 
 bool MessageProcessor::sendPending()
 {
-    if (!_sendBlock) {
-        if (_queue.empty())
+    if (!m_sendBlock) {
+        if (m_queue.empty())
             return false;
-        _queue.front()->writeHeader(_headerOut);
-        _sendBlock = _headerOut;
-        _sendSize = Message::HeaderSize;
-        _sendDone = 0;
-        _sendingHeader = true;
+        m_queue.front()->writeHeader(m_headerOut);
+        m_sendBlock = m_headerOut;
+        m_sendSize = Message::HeaderSize;
+        m_sendDone = 0;
+        m_sendingHeader = true;
     }
 
-    int status = MessageTransport::TransportOk;
-    const long written = _transport->write(_sendBlock + _sendDone, _sendSize - _sendDone, &status);
-    if (written < 0 || status != MessageTransport::TransportOk) {
-        if (status != MessageTransport::TransportLost)
-            return true;
-        for (MessageService* each : _services) {
+    auto status = MessageTransport::Status::Ok;
+    const long written = m_transport->write(m_sendBlock + m_sendDone, m_sendSize - m_sendDone, status);
+    if (status == MessageTransport::Status::Lost) {
+        for (MessageService* each : m_services) {
             if (each)
                 each->connectionLost();
         }
         return false;
     }
-    if (written == 0)
+    // Interrupted, would block or failed for now: the frame stays in progress.
+    if (written <= 0 || status != MessageTransport::Status::Ok)
         return true;
 
-    _sendDone += int(written);
-    if (_sendDone < _sendSize)
+    m_sendDone += int(written);
+    if (m_sendDone < m_sendSize)
         return true;
 
-    Message* front = _queue.front().get();
-    if (_sendingHeader && front->length > 0) {
-        _sendingHeader = false;
-        _sendBlock = front->data;
-        _sendSize = front->length;
-        _sendDone = 0;
+    const Message& front = *m_queue.front();
+    if (m_sendingHeader && front.length > 0) {
+        m_sendingHeader = false;
+        m_sendBlock = front.data;
+        m_sendSize = front.length;
+        m_sendDone = 0;
         return true;
     }
 
-    _sendBlock = nullptr;
-    _sendSize = 0;
-    _sendDone = 0;
-    std::unique_ptr<Message> sent = std::move(_queue.front());
-    _queue.pop_front();
-    if (MessageService* owner = service(sent->serviceId))
-        owner->messageSent(sent.get());
-    return !_queue.empty();
+    m_sendBlock = nullptr;
+    m_sendSize = 0;
+    m_sendDone = 0;
+    m_queue.pop_front();
+    return !m_queue.empty();
 }
 
-int MessageProcessor::receiveData(const unsigned char* bytes, int count)
+bool MessageProcessor::receiveData(const unsigned char* bytes, int count)
 {
     while (count > 0) {
-        const int take = std::min(count, _needed);
-        if (_receiveTarget) {
-            std::memcpy(_receiveTarget + _received, bytes, size_t(take));
-            _received += take;
+        const int take = std::min(count, m_needed);
+        if (m_receiveTarget) {
+            std::memcpy(m_receiveTarget + m_received, bytes, size_t(take));
+            m_received += take;
         }
-        _needed -= take;
+        m_needed -= take;
 
-        if (_needed == 0) {
-            if (_receivingHeader) {
-                _incoming.reset();
+        if (m_needed == 0) {
+            if (m_receivingHeader) {
                 int headerBytes = Message::HeaderSize;
-                _incoming.reset(Message::fromHeader(_headerIn, headerBytes));
-                if (!_incoming)
-                    return 0;
-                _receivingHeader = false;
-                _received = 0;
-                _receiveTarget = _incoming->data;
-                _needed = _incoming->length;
+                m_incoming.reset(Message::fromHeader(m_headerIn, headerBytes));
+                if (!m_incoming)
+                    return false;
+                m_receivingHeader = false;
+                m_received = 0;
+                m_receiveTarget = m_incoming->data;
+                m_needed = m_incoming->length;
             } else {
-                if (MessageService* target = service(_incoming->serviceId))
-                    target->handleMessage(_incoming.get());
+                if (MessageService* receiver = service(m_incoming->serviceId))
+                    receiver->handleMessage(*m_incoming);
                 startReceivingHeader();
             }
         }
@@ -142,13 +137,13 @@ int MessageProcessor::receiveData(const unsigned char* bytes, int count)
         count -= take;
         bytes += take;
     }
-    return 1;
+    return true;
 }
 
 void MessageProcessor::reset()
 {
     startReceivingHeader();
-    _sendBlock = nullptr;
-    _sendSize = 0;
-    _sendDone = 0;
+    m_sendBlock = nullptr;
+    m_sendSize = 0;
+    m_sendDone = 0;
 }

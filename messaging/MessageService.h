@@ -11,12 +11,9 @@ public:
     // Fixed for the service's life: its index in the processor and the id of every frame it sends.
     virtual int serviceId() const = 0;
     // Written into header bytes 2-3 of the service's frames.
-    virtual int serviceWord() const = 0;
+    virtual int serviceWord() const { return 0; }
     // A complete frame arrived; the processor keeps ownership of the message.
-    virtual void handleMessage(Message* message) = 0;
-    // The last byte of one of this service's frames was written; the message dies after the call.
-    virtual void messageSent(Message*) { }
-    virtual void messageNotice(Message*) { }
+    virtual void handleMessage(const Message& message) = 0;
     // The transport reported the connection lost while writing.
     virtual void connectionLost() { }
 };

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "messaging/BigEndian.h"
+#include <QtEndian>
 
 #include <QByteArray>
 
@@ -15,7 +15,7 @@ public:
     BodyWriter& u32(uint32_t value)
     {
         unsigned char word[4];
-        BigEndian::writeU32(word, value);
+        qToBigEndian<quint32>(value, word);
         _body.append(reinterpret_cast<const char*>(word), 4);
         return *this;
     }

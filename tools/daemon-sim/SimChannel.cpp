@@ -1,8 +1,8 @@
 #include "SimChannel.h"
 
-#include "messaging/BigEndian.h"
 #include "messaging/ChannelAddress.h"
 #include "messaging/Message.h"
+#include <QtEndian>
 
 #include <QSocketNotifier>
 
@@ -154,7 +154,7 @@ bool SimChannel::deliverFrames()
     int at = 0;
     while (_fd == fd && _in.size() - at >= Message::HeaderSize) {
         const auto* header = reinterpret_cast<const unsigned char*>(_in.constData()) + at;
-        const int32_t length = BigEndian::readI32(header + 16);
+        const int32_t length = qFromBigEndian<qint32>(header + 16);
         if (length < 0 || length > MaxFrameBody) {
             emit protocolError(
                 QStringLiteral("%1: frame length %2 out of range; client dropped").arg(_label).arg(length));

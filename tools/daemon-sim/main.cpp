@@ -178,9 +178,9 @@ int main(int argc, char* argv[])
         }
     }
     if (kvsName.isEmpty())
-        kvsName = ChannelAddress::name(ChannelAddress::Kvs);
+        kvsName = ChannelAddress::name(Channel::ScanDaemon);
     if (pdxName.isEmpty())
-        pdxName = ChannelAddress::name(ChannelAddress::Pdx);
+        pdxName = ChannelAddress::name(Channel::Management);
 
     if (!installSignalHandlers()) {
         Console::error(QStringLiteral("cannot set up signal handling"));

@@ -1,0 +1,127 @@
+#include "WardletApp.h"
+
+#include "app/SingleInstance.h"
+
+#include <QSessionManager>
+
+WardletApp::WardletApp(int& argc, char** argv)
+    : QApplication(argc, argv)
+{
+    setQuitOnLastWindowClosed(false);
+
+    ScanDaemonService& scanDaemon = m_channels.scanDaemon();
+    connect(&scanDaemon, &ScanDaemonService::scannerStateReported, &m_status, &StatusModel::setScannerState);
+    connect(&scanDaemon, &ScanDaemonService::runningReported, &m_status, &StatusModel::setScanDaemonRunning);
+    connect(&scanDaemon, &ScanDaemonService::updateAllowedReported, &m_updateLauncher,
+            &UpdateLauncher::setAllowed);
+    connect(&scanDaemon, &ScanDaemonService::showIconReported, &m_trayIcon, &TrayIcon::setShown);
+    connect(&scanDaemon, &ScanDaemonService::productVersionReported, &m_status,
+            &StatusModel::setProductVersion);
+    connect(&scanDaemon, &ScanDaemonService::engineVersionReported, &m_status,
+            &StatusModel::setEngineVersion);
+    connect(&scanDaemon, &ScanDaemonService::definitionsVersionReported, &m_status,
+            &StatusModel::setDefinitionsVersion);
+    connect(&scanDaemon, &ScanDaemonService::scanStatusReported, &m_status, &StatusModel::setScanStatus);
+    connect(&scanDaemon, &ScanDaemonService::alertReported, this, &WardletApp::showAlert);
+
+    ManagementService& management = m_channels.management();
+    connect(&management, &ManagementService::serverReported, &m_status, &StatusModel::setServer);
+    connect(&management, &ManagementService::stateReported, &m_status, &StatusModel::setManagementState);
+    connect(&management, &ManagementService::connectedTimeReported, &m_status,
+            &StatusModel::setConnectedTime);
+    connect(&management, &ManagementService::groupReported, &m_status, &StatusModel::setGroup);
+    connect(&management, &ManagementService::locationReported, &m_status, &StatusModel::setLocation);
+    connect(&management, &ManagementService::policyNumberReported, &m_status, &StatusModel::setPolicyNumber);
+
+    connect(&m_channels, &ChannelSupervisor::channelLost, this, [this](Channel channel) {
+        if (channel == Channel::ScanDaemon) {
+            m_status.resetScanDaemon();
+            m_updateLauncher.setAllowed(false);
+        } else {
+            m_status.resetManagement();
+        }
+    });
+    connect(&m_status, &StatusModel::protectionChanged, this, [this] {
+        m_trayIcon.setPicture(TrayIcon::pictureFor(m_status.scannerState(), m_status.scanDaemonRunning(),
+                                                   m_status.managementState()));
+    });
+    connect(&m_trayIcon, &TrayIcon::openRequested, this, &WardletApp::showStatusWindow);
+    connect(&m_trayIcon, &TrayIcon::quitRequested, this, &QCoreApplication::quit);
+
+    connectStatusWindow();
+    connect(&m_updateLauncher, &UpdateLauncher::finished, &m_channels,
+            &ChannelSupervisor::reportUpdateResult);
+
+    connect(&m_signals, &SignalBridge::wakeUpRequested, this, &WardletApp::wakeUp);
+    connect(&m_signals, &SignalBridge::quitRequested, this, &QCoreApplication::quit);
+    connect(this, &QGuiApplication::saveStateRequest, this, &WardletApp::saveSessionState);
+}
+
+void WardletApp::connectStatusWindow()
+{
+    StatusWindow& window = m_statusWindow;
+    window.setUpdateEnabled(m_updateLauncher.canLaunch());
+    window.setScannerState(m_status.scannerText());
+    window.setScanState(m_status.scanText());
+    connect(&m_status, &StatusModel::scannerTextChanged, &window, &StatusWindow::setScannerState);
+    connect(&m_status, &StatusModel::scanTextChanged, &window, &StatusWindow::setScanState);
+    connect(&m_status, &StatusModel::productVersionChanged, &window, &StatusWindow::setProductVersion);
+    connect(&m_status, &StatusModel::engineVersionChanged, &window, &StatusWindow::setEngineVersion);
+    connect(&m_status, &StatusModel::definitionsVersionChanged, &window,
+            &StatusWindow::setDefinitionsVersion);
+    connect(&m_status, &StatusModel::serverChanged, &window, &StatusWindow::setServer);
+    connect(&m_status, &StatusModel::groupChanged, &window, &StatusWindow::setGroup);
+    connect(&m_status, &StatusModel::connectedTimeChanged, &window, &StatusWindow::setConnectedTime);
+    connect(&m_status, &StatusModel::locationChanged, &window, &StatusWindow::setLocation);
+    connect(&m_status, &StatusModel::policyNumberChanged, &window, &StatusWindow::setPolicyNumber);
+    connect(&m_updateLauncher, &UpdateLauncher::availabilityChanged, &window,
+            &StatusWindow::setUpdateEnabled);
+    connect(&m_updateLauncher, &UpdateLauncher::runningChanged, &window, &StatusWindow::setUpdateRunning);
+    connect(&window, &StatusWindow::updateRequested, &m_updateLauncher, &UpdateLauncher::launch);
+}
+
+void WardletApp::start()
+{
+    m_trayIcon.setPicture(TrayIcon::pictureFor(m_status.scannerState(), m_status.scanDaemonRunning(),
+                                               m_status.managementState()));
+    m_channels.start();
+}
+
+void WardletApp::showStatusWindow()
+{
+    if (m_statusWindow.isVisible()) {
+        m_statusWindow.raise();
+        m_statusWindow.activateWindow();
+    } else {
+        m_statusWindow.setVisible(true);
+    }
+}
+
+void WardletApp::showAlert(const Alert& alert)
+{
+    m_alertViewer.addAlert(alert);
+    // An open viewer is only raised: the user may be typing elsewhere.
+    if (m_alertViewer.isVisible()) {
+        m_alertViewer.raise();
+    } else {
+        m_alertViewer.setVisible(true);
+        m_alertViewer.activateWindow();
+    }
+}
+
+// Every wake-up refreshes the daemons' state a second later; one that a second copy sent also
+// brings the status window forward.
+void WardletApp::wakeUp()
+{
+    m_channels.refreshSoon();
+    if (SingleInstance::takeWakeUpFile())
+        showStatusWindow();
+}
+
+// A copy the user started is never restarted by the session manager; one that a session
+// restore started asks to come back.
+void WardletApp::saveSessionState(QSessionManager& manager)
+{
+    manager.setRestartHint(isSessionRestored() ? QSessionManager::RestartIfRunning
+                                               : QSessionManager::RestartNever);
+}

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "app/SignalBridge.h"
+#include "app/Translations.h"
+#include "messaging/ChannelSupervisor.h"
+#include "tray/StatusModel.h"
+#include "tray/TrayIcon.h"
+#include "tray/UpdateLauncher.h"
+#include "ui/AlertViewer.h"
+#include "ui/StatusWindow.h"
+
+#include <QApplication>
+
+class QSessionManager;
+
+// The application: builds the daemon channels, the status model, the tray icon, the windows
+// and the update launcher, and wires them together.
+class WardletApp final : public QApplication
+{
+    Q_OBJECT
+
+public:
+    WardletApp(int& argc, char** argv);
+
+    // Connects to the daemons once the event loop runs.
+    void start();
+
+private:
+    void connectStatusWindow();
+    void showStatusWindow();
+    void showAlert(const Alert& alert);
+    void wakeUp();
+    void saveSessionState(QSessionManager& manager);
+
+    // First, so that everything below is built in the user's language.
+    Translations m_translations;
+    ChannelSupervisor m_channels;
+    StatusModel m_status;
+    UpdateLauncher m_updateLauncher;
+    TrayIcon m_trayIcon;
+    StatusWindow m_statusWindow;
+    AlertViewer m_alertViewer;
+    SignalBridge m_signals;
+};

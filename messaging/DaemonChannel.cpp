@@ -1,0 +1,62 @@
+#include "DaemonChannel.h"
+
+#include "MessageService.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+// A connected socket, or -1 when the daemon is not there.
+int connectSocket(Channel channel)
+{
+    // Non-blocking only for the connect, so a daemon that stopped accepting cannot stall us;
+    // close-on-exec so the update tool does not hold the channel open.
+    const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+    if (fd == -1) {
+        std::printf("Unable to create socket: %d (%s)\n", errno, std::strerror(errno));
+        std::fflush(stdout);
+        return -1;
+    }
+    const sockaddr_un address = ChannelAddress::address(ChannelAddress::name(channel));
+    if (::connect(fd, reinterpret_cast<const sockaddr*>(&address), ChannelAddress::Length) == -1
+        && errno != EINPROGRESS) {
+        ::close(fd);
+        return -1;
+    }
+    ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) & ~O_NONBLOCK);
+    return fd;
+}
+
+} // namespace
+
+DaemonChannel::DaemonChannel(Channel channel, MessageService* service, QObject* parent)
+    : QObject(parent)
+    , m_channel(channel)
+    , m_serviceId(service->serviceId())
+    , m_processor(&m_transport)
+{
+    m_transport.setProcessor(&m_processor);
+    m_processor.registerService(service);
+    connect(&m_transport, &SocketTransport::closed, this, &DaemonChannel::lost);
+}
+
+bool DaemonChannel::connectToDaemon()
+{
+    if (isUp())
+        return true;
+    const int fd = connectSocket(m_channel);
+    if (fd == -1)
+        return false;
+    m_transport.attach(fd);
+    return true;
+}
+
+void DaemonChannel::send(int sequence, const QByteArray& body)
+{
+    m_processor.sendMessage(m_serviceId, 0, sequence, int(body.size()),
+                            reinterpret_cast<const unsigned char*>(body.constData()));
+}

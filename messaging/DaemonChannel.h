@@ -1,0 +1,37 @@
+#pragma once
+
+#include "ChannelAddress.h"
+#include "MessageProcessor.h"
+#include "SocketTransport.h"
+
+#include <QByteArray>
+#include <QObject>
+
+class MessageService;
+
+// One daemon's channel: its socket, the frames queued for it and the service that reads what
+// it sends. Frames sent while the daemon is away wait for the next connection.
+class DaemonChannel final : public QObject
+{
+    Q_OBJECT
+
+public:
+    // service is not owned and must outlive the channel.
+    DaemonChannel(Channel channel, MessageService* service, QObject* parent = nullptr);
+
+    bool isUp() const { return m_transport.isAttached(); }
+    // Tries to reach the daemon; true when the channel is up afterwards.
+    bool connectToDaemon();
+    // Queues one frame with this body.
+    void send(int sequence, const QByteArray& body);
+
+signals:
+    // The daemon closed the connection or sent something that made no sense.
+    void lost();
+
+private:
+    Channel m_channel;
+    int m_serviceId;
+    SocketTransport m_transport;
+    MessageProcessor m_processor;
+};

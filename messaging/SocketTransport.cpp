@@ -1,0 +1,139 @@
+#include "SocketTransport.h"
+
+#include "MessageProcessor.h"
+
+#include <QSocketNotifier>
+
+#include <cerrno>
+#include <syslog.h>
+#include <unistd.h>
+
+namespace {
+
+// The watcher may be dropped from inside its own notification, so it is deleted later.
+void releaseWatcher(QSocketNotifier*& watcher)
+{
+    if (!watcher)
+        return;
+    watcher->setEnabled(false);
+    watcher->disconnect();
+    watcher->deleteLater();
+    watcher = nullptr;
+}
+
+} // namespace
+
+SocketTransport::SocketTransport(QObject* parent)
+    : QObject(parent)
+{ }
+
+SocketTransport::~SocketTransport()
+{
+    if (m_fd != -1)
+        ::close(m_fd);
+}
+
+void SocketTransport::setProcessor(MessageProcessor* processor)
+{
+    m_processor = processor;
+}
+
+void SocketTransport::attach(int fd)
+{
+    close();
+    m_fd = fd;
+    m_readNotifier = new QSocketNotifier(m_fd, QSocketNotifier::Read, this);
+    connect(m_readNotifier, &QSocketNotifier::activated, this, &SocketTransport::readReady);
+    // Enabled until the first round is written; afterwards only while something waits to go out.
+    m_writeNotifier = new QSocketNotifier(m_fd, QSocketNotifier::Write, this);
+    connect(m_writeNotifier, &QSocketNotifier::activated, this, &SocketTransport::writeReady);
+}
+
+void SocketTransport::close()
+{
+    releaseWatcher(m_readNotifier);
+    releaseWatcher(m_writeNotifier);
+    if (m_fd != -1) {
+        ::close(m_fd);
+        m_fd = -1;
+    }
+    if (m_processor)
+        m_processor->reset();
+}
+
+long SocketTransport::read(void* buffer, long size, Status& status)
+{
+    status = Status::Error;
+    if (m_fd == -1)
+        return 0;
+    const ssize_t n = ::read(m_fd, buffer, size_t(size));
+    if (n > 0) {
+        status = Status::Ok;
+        return n;
+    }
+    if (n == 0) {
+        status = Status::Eof;
+        return 0;
+    }
+    if (errno == EINTR || errno == EAGAIN) {
+        status = Status::Ok;
+        return 0;
+    }
+    return -1;
+}
+
+long SocketTransport::write(const void* buffer, long size, Status& status)
+{
+    status = Status::Error;
+    if (m_fd == -1)
+        return 0;
+    const ssize_t n = ::write(m_fd, buffer, size_t(size));
+    if (n >= 0) {
+        status = Status::Ok;
+        return n;
+    }
+    if (errno == EINTR || errno == EAGAIN) {
+        status = Status::Ok;
+        return 0;
+    }
+    // The peer is gone: stop pumping until the read side sees the end and we reconnect.
+    if (errno == EPIPE || errno == ECONNRESET)
+        status = Status::Lost;
+    return -1;
+}
+
+void SocketTransport::requestWrite()
+{
+    if (m_writeNotifier)
+        m_writeNotifier->setEnabled(true);
+}
+
+void SocketTransport::readReady()
+{
+    unsigned char buffer[1024];
+    auto status = Status::Ok;
+    const long n = read(buffer, sizeof buffer, status);
+    if (n > 0) {
+        if (m_processor && !m_processor->receiveData(buffer, int(n))) {
+            // Without a frame boundary the rest of the stream is unreadable: start afresh.
+            syslog(LOG_WARNING, "refused a frame header with an impossible length; reconnecting");
+            endConnection();
+        }
+        return;
+    }
+    if (status == Status::Eof)
+        endConnection();
+}
+
+void SocketTransport::endConnection()
+{
+    close();
+    emit closed();
+}
+
+void SocketTransport::writeReady()
+{
+    m_writeNotifier->setEnabled(false);
+    if (m_processor && m_processor->sendPending() && m_writeNotifier)
+        m_writeNotifier->setEnabled(true);
+}

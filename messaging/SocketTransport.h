@@ -1,0 +1,43 @@
+#pragma once
+
+#include "MessageTransport.h"
+
+#include <QObject>
+
+class MessageProcessor;
+class QSocketNotifier;
+
+// Drives a MessageProcessor from one connected stream socket, watched by the event loop.
+class SocketTransport final : public QObject, public MessageTransport
+{
+    Q_OBJECT
+
+public:
+    explicit SocketTransport(QObject* parent = nullptr);
+    ~SocketTransport() override;
+
+    void setProcessor(MessageProcessor* processor);
+    // Takes ownership of a connected socket, closing any previous one.
+    void attach(int fd);
+    // Drops the socket and its watchers and resets the processor's transfers.
+    void close();
+    bool isAttached() const { return m_fd != -1; }
+
+    long read(void* buffer, long size, Status& status) override;
+    long write(const void* buffer, long size, Status& status) override;
+    void requestWrite() override;
+
+signals:
+    // The connection ended, or its bytes made no sense; emitted once per connection, after close().
+    void closed();
+
+private:
+    void readReady();
+    void writeReady();
+    void endConnection();
+
+    int m_fd = -1;
+    MessageProcessor* m_processor = nullptr;
+    QSocketNotifier* m_readNotifier = nullptr;
+    QSocketNotifier* m_writeNotifier = nullptr;
+};

@@ -1,0 +1,152 @@
+#include "messaging/Alert.h"
+#include "Wire.h"
+
+#include <QtTest>
+
+#include <ctime>
+
+namespace {
+
+// Every field distinct; one holds template syntax, which must come out as it is.
+Alert filledAlert()
+{
+    Alert alert;
+    alert.fieldA = QStringLiteral("quarantined");
+    alert.fieldC = QStringLiteral("trojan");
+    alert.fieldE = QStringLiteral("engine 7.2");
+    alert.fieldF = QStringLiteral("/home/ana/setup.exe");
+    alert.fieldL = QStringLiteral("on access");
+    alert.fieldN = QStringLiteral("ana");
+    alert.fieldP = QStringLiteral("/usr/bin/wget");
+    alert.fieldS = QStringLiteral("r\u00e9seau \u03a9mega");
+    alert.fieldV = QStringLiteral("Test.~V\\n");
+    alert.time = 1300000000;
+    return alert;
+}
+
+QByteArray text(const QByteArray& bytes)
+{
+    return Wire::words({quint32(bytes.size() + 1)}) + bytes + '\0';
+}
+
+} // namespace
+
+class TestAlert final : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase()
+    {
+        // Every ~T reads the locale and the zone from the environment again.
+        qputenv("LC_ALL", "C");
+        qputenv("TZ", "JST-9");
+        tzset();
+    }
+
+    void expansion_data()
+    {
+        QTest::addColumn<QString>("format");
+        QTest::addColumn<QString>("expected");
+        const Alert a = filledAlert();
+        const QString letters = QStringLiteral("ACEFLNUPSVT");
+        // The time in the user's zone, not in UTC.
+        const QStringList values{a.fieldA,
+                                 a.fieldC,
+                                 a.fieldE,
+                                 a.fieldF,
+                                 a.fieldL,
+                                 a.fieldN,
+                                 a.fieldN,
+                                 a.fieldP,
+                                 a.fieldS,
+                                 a.fieldV,
+                                 "Sun Mar 13 16:06:40 2011"};
+        for (int i = 0; i < letters.size(); ++i) {
+            for (const QChar letter : {letters[i], letters[i].toLower()})
+                QTest::addRow("~%c", letter.toLatin1()) << "<~" + QString(letter) + ">"
+                                                        << "<" + values[i] + ">";
+        }
+        const QString crlf = QStringLiteral("\r\n");
+        QTest::newRow("\\r\\n is one line end") << "a\\r\\nb\\R\\Nc"
+                                                << "a" + crlf + "b" + crlf + "c";
+        QTest::newRow("\\n\\n and \\r\\r") << "\\n\\n\\r\\r" << crlf + crlf + crlf + crlf;
+        QTest::newRow("field between \\r and \\n") << "\\r~A\\n" << crlf + a.fieldA + crlf;
+        QTest::newRow("\\t") << "a\\tb\\Tc"
+                             << "a\tb\tc";
+        QTest::newRow("~~F") << "~~F"
+                             << "~" + a.fieldF;
+        QTest::newRow("trailing ~ and \\") << "x~\\"
+                                           << "x~\\";
+        // Neither is an escape here: it is copied, and what follows it is read afresh.
+        QTest::newRow("~ before \\t") << "~\\t~x"
+                                      << "~\t~x";
+        QTest::newRow("\\ before ~A") << "\\~A\\x"
+                                      << "\\" + a.fieldA + "\\x";
+        QTest::newRow("one character") << "A"
+                                       << "A";
+        QTest::newRow("last above U+00FF")
+            << QString(QChar(0x100)) + "~A" + QChar(0x100) << QChar(0x100) + a.fieldA;
+        QTest::newRow("last U+00FF") << "~A" + QString(QChar(0xFF)) << a.fieldA + QChar(0xFF);
+        QTest::newRow("last U+0000") << QStringLiteral("a") + QChar(0) + "b" + QChar(0)
+                                     << QStringLiteral("a") + QChar(0) + "b";
+    }
+
+    void expansion()
+    {
+        QFETCH(QString, format);
+        QFETCH(QString, expected);
+        Alert alert = filledAlert();
+        alert.format = format;
+        QCOMPARE(alert.text(), expected);
+    }
+
+    void missingFieldsLeaveNoTrace()
+    {
+        Alert alert;
+        QVERIFY(alert.text().isEmpty() && !alert.text().isNull());
+        alert.format = QStringLiteral("<~A~a~C~c~E~e~F~f~L~l~N~n~U~u~P~p~S~s~V~v~T~t>");
+        QCOMPARE(alert.text(), QStringLiteral("<>"));
+    }
+
+    void record_data()
+    {
+        QTest::addColumn<QByteArray>("record");
+        QTest::addColumn<QString>("fields"); // time, then L E V P C S N A F and the template
+
+        QByteArray all = Wire::words({quint32(-5)});
+        for (const char* field : {"l", "e", "v", "p", "c", "s", "n", "a", "f", "~F"})
+            all += text(field);
+        QTest::newRow("every field") << all << "-5|l|e|v|p|c|s|n|a|f|~F";
+        QTest::newRow("time only") << Wire::words({7}) << "7||||||||||";
+        QTest::newRow("half a time") << QByteArray("\0\0\7", 3) << "0||||||||||";
+        QTest::newRow("UTF-8, empty and absent texts")
+            << Wire::words({1}) + text("\xc3\xa9") + text("") + Wire::words({0, quint32(-3)}) + text("v")
+            << "1|\u00e9||||v|||||";
+        // Nothing after a count that overruns the record can be trusted.
+        QTest::newRow("overrun") << Wire::words({1}) + text("l") + Wire::words({50}) + text("x")
+                                 << "1|l|||||||||";
+    }
+
+    void record()
+    {
+        QFETCH(QByteArray, record);
+        QFETCH(QString, fields);
+        const Alert a = Alert::fromRecord(Wire::bytes(record), int(record.size()));
+        const QStringList got{QString::number(a.time),
+                              a.fieldL,
+                              a.fieldE,
+                              a.fieldV,
+                              a.fieldP,
+                              a.fieldC,
+                              a.fieldS,
+                              a.fieldN,
+                              a.fieldA,
+                              a.fieldF,
+                              a.format};
+        QCOMPARE(got.join('|'), fields);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestAlert)
+#include "TestAlert.moc"

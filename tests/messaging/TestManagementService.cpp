@@ -1,0 +1,96 @@
+#include "messaging/ManagementService.h"
+#include "messaging/Message.h"
+#include "Wire.h"
+
+#include <QtTest>
+
+#include <ctime>
+
+using Wire::words;
+
+namespace {
+
+QStringList events(const QByteArray& body)
+{
+    ManagementService service;
+    QStringList events;
+    const auto log = [&](const char* name) {
+        return [&events, name](const QString& value) {
+            events << QString::fromLatin1(name) + '=' + value;
+        };
+    };
+    QObject::connect(&service, &ManagementService::serverReported, log("server"));
+    QObject::connect(&service, &ManagementService::stateReported,
+                     [&](ManagementState state) { events << QStringLiteral("state=%1").arg(int(state)); });
+    QObject::connect(&service, &ManagementService::connectedTimeReported, log("time"));
+    QObject::connect(&service, &ManagementService::groupReported, log("group"));
+    QObject::connect(&service, &ManagementService::locationReported, log("location"));
+    QObject::connect(&service, &ManagementService::policyNumberReported, log("policy"));
+    Message message;
+    message.setData(body.constData(), int(body.size()));
+    service.handleMessage(message);
+    return events;
+}
+
+QString rendered(time_t time)
+{
+    char buffer[128];
+    tm parts;
+    return QString::fromLocal8Bit(
+        buffer, int(std::strftime(buffer, sizeof buffer, "%c", localtime_r(&time, &parts))));
+}
+
+} // namespace
+
+class TestManagementService final : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void reports_data()
+    {
+        QTest::addColumn<QByteArray>("body");
+        QTest::addColumn<QStringList>("events");
+
+        const QByteArray server = words({8}) + "10.0.0.1";
+        const QString when = "time=" + rendered(1300000000);
+        QTest::newRow("self-managed")
+            << words({32, 0, 1, 1300000000}) + server << QStringList{"server=Self-managed", "state=1"};
+        QTest::newRow("offline") << words({32, 1, 0, 1300000000}) + server
+                                 << QStringList{"server=Offline", "state=4"};
+        QTest::newRow("online") << words({32, 1, 1, 1300000000}) + server
+                                << QStringList{"server=10.0.0.1", when, "state=2"};
+        QTest::newRow("server text past the end") << words({32, 1, 1, 5, 9}) + "10.0.0.1" << QStringList();
+        QTest::newRow("server record cut short") << words({32, 1, 1, 5}) << QStringList();
+        QTest::newRow("connected time") << words({34, 1, 0, 1300000000}) + server << QStringList{when};
+        QTest::newRow("connected time, self-managed")
+            << words({34, 0, 1, 1300000000}) + server << QStringList{"time="};
+        QTest::newRow("connected time, no server")
+            << words({34, 1, 1, 1300000000, 0}) << QStringList{"time="};
+        QTest::newRow("connected time, never") << words({34, 1, 1, 0}) + server << QStringList{"time="};
+        QTest::newRow("policy number")
+            << words({24, 1, 5}) + QByteArray("ABCD\0", 5) << QStringList{"policy=ABCD"};
+        QTest::newRow("policy number, Latin-1")
+            << words({24, 1, 2}) + QByteArray("\xe9\0", 2) << QStringList{"policy=\u00e9"};
+        QTest::newRow("group keeps every byte") << words({26, 1, 5}) + QByteArray("ABCD\0", 5)
+                                                << QStringList{QStringLiteral("group=ABCD") + QChar(0)};
+        QTest::newRow("group in UTF-8")
+            << words({26, 1, 7}) + "Z\xc3\xbcrich" << QStringList{"group=Z\u00fcrich"};
+        QTest::newRow("location in UTF-8")
+            << words({28, 1, 3}) + "\xe2\x82\xac" << QStringList{"location=\u20ac"};
+        QTest::newRow("location absent") << words({28, 0, 99}) << QStringList{"location="};
+        QTest::newRow("group text past the end") << words({26, 1, 9}) + "abc" << QStringList();
+        QTest::newRow("group cut short") << words({26, 1}) << QStringList();
+        QTest::newRow("unknown id") << words({33, 1, 1, 1, 0}) << QStringList();
+    }
+
+    void reports()
+    {
+        QFETCH(QByteArray, body);
+        QFETCH(QStringList, events);
+        QCOMPARE(::events(body), events);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestManagementService)
+#include "TestManagementService.moc"

@@ -1,0 +1,102 @@
+#include "messaging/Message.h"
+#include "messaging/ScanDaemonService.h"
+#include "Wire.h"
+
+#include <QtTest>
+
+using Wire::words;
+
+namespace {
+
+// The scan daemon's texts: a count that includes the terminating zero, the bytes, the zero.
+QByteArray text(const QByteArray& bytes)
+{
+    return words({quint32(bytes.size() + 1)}) + bytes + '\0';
+}
+
+// Hands one report to the service and returns what it announced, in order.
+QStringList events(const QByteArray& body)
+{
+    ScanDaemonService service;
+    QStringList events;
+    const auto log = [&](const char* name) {
+        return [&events, name](const auto& value) {
+            events << QString::fromLatin1(name) + '=' + QVariant::fromValue(value).toString();
+        };
+    };
+    QObject::connect(&service, &ScanDaemonService::scannerStateReported,
+                     [&](ScannerState state) { events << QStringLiteral("scanner=%1").arg(int(state)); });
+    QObject::connect(&service, &ScanDaemonService::runningReported, log("running"));
+    QObject::connect(&service, &ScanDaemonService::updateAllowedReported, log("update"));
+    QObject::connect(&service, &ScanDaemonService::showIconReported, log("icon"));
+    QObject::connect(&service, &ScanDaemonService::productVersionReported, log("product"));
+    QObject::connect(&service, &ScanDaemonService::engineVersionReported, log("engine"));
+    QObject::connect(&service, &ScanDaemonService::definitionsVersionReported, log("defs"));
+    QObject::connect(&service, &ScanDaemonService::scanStatusReported, log("scan"));
+    QObject::connect(&service, &ScanDaemonService::alertReported, [&](const Alert& alert) {
+        events << QStringLiteral("alert=%1 %2").arg(alert.time).arg(alert.fieldL);
+    });
+    Message message;
+    message.setData(body.constData(), int(body.size()));
+    service.handleMessage(message);
+    return events;
+}
+
+} // namespace
+
+class TestScanDaemonService final : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void reports_data()
+    {
+        QTest::addColumn<QByteArray>("body");
+        QTest::addColumn<QStringList>("events");
+
+        QTest::newRow("status, all words")
+            << words({2, 1, 1, 1, 0})
+            << QStringList{"scanner=1", "running=true", "update=true", "icon=false"};
+        QTest::newRow("status without the icon word")
+            << words({2, 7, 0, 5}) << QStringList{"scanner=7", "running=false", "update=true"};
+        QTest::newRow("status, id only")
+            << words({2}) << QStringList{"scanner=2", "running=false", "update=false"};
+        QTest::newRow("status, half a word")
+            << words({2, 1}) + "\0\0\0" << QStringList{"scanner=1", "running=false", "update=false"};
+        QTest::newRow("scan status") << words({7, 13}) << QStringList{"scan=13"};
+        QTest::newRow("scan status without a code") << words({7}) << QStringList{"scan=0"};
+        QTest::newRow("versions and date")
+            << words({5}) + text("8.2") + text("5.1") + text("12") + words({14, 3, 2011, quint32(-7)})
+            << QStringList{"product=8.2", "engine=5.1", "defs=12",
+                           "defs=" + QLocale::system().toString(QDate(2011, 3, 14), QLocale::ShortFormat)
+                               + " rev. -7"};
+        QTest::newRow("versions, waiting for update")
+            << words({5}) + text("a") + text("") + text("c") + words({1, 1, 0, 1})
+            << QStringList{"product=a", "engine=", "defs=c", "defs=Waiting for update"};
+        QTest::newRow("versions, impossible date") << words({5}) + text("a") + text("b") + text("c")
+                + words({31, 2, 2020, 1}) << QStringList{"product=a", "engine=b", "defs=c", "defs= rev. 1"};
+        // The count runs past the end: the next count is read right behind it.
+        QTest::newRow("versions, overlong count")
+            << words({5, 100}) + text("e") + words({0}) << QStringList{"engine=e"};
+        QTest::newRow("versions, UTF-8")
+            << words({5}) + text("\xc3\xa9t\xc3\xa9") << QStringList{"product=\u00e9t\u00e9"};
+        QTest::newRow("versions, short date") << words({5}) + text("a") + text("b") + text("c")
+                + words({1, 1, 1}) << QStringList{"product=a", "engine=b", "defs=c"};
+        QTest::newRow("alert") << words({3, 42}) + text("L") << QStringList{"alert=42 L"};
+        QTest::newRow("alert without a record") << words({3}) << QStringList();
+        for (const quint32 id : {1, 4, 6, 8, 9, 100})
+            QTest::newRow(qPrintable(QStringLiteral("id %1 ignored").arg(id)))
+                << words({id, 1, 1, 1, 1}) << QStringList();
+        QTest::newRow("body shorter than an id") << QByteArray("\0\0\0", 3) << QStringList();
+    }
+
+    void reports()
+    {
+        QFETCH(QByteArray, body);
+        QFETCH(QStringList, events);
+        QCOMPARE(::events(body), events);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestScanDaemonService)
+#include "TestScanDaemonService.moc"

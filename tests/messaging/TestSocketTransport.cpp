@@ -1,0 +1,108 @@
+#include "messaging/Message.h"
+#include "messaging/MessageProcessor.h"
+#include "messaging/MessageService.h"
+#include "messaging/SocketTransport.h"
+#include "Wire.h"
+
+#include <QSignalSpy>
+#include <QSocketNotifier>
+#include <QtTest>
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace {
+
+class Counter final : public MessageService
+{
+public:
+    int serviceId() const override { return 2; }
+    void handleMessage(const Message& message) override
+    {
+        bodies << QByteArray(reinterpret_cast<const char*>(message.data), message.length);
+    }
+    QList<QByteArray> bodies;
+};
+
+} // namespace
+
+class TestSocketTransport final : public QObject
+{
+    Q_OBJECT
+
+    SocketTransport* m_transport = nullptr;
+    MessageProcessor* m_processor = nullptr;
+    Counter m_service;
+    int m_peer = -1;
+
+    QSocketNotifier* writeNotifier() const
+    {
+        for (QSocketNotifier* notifier : m_transport->findChildren<QSocketNotifier*>()) {
+            if (notifier->type() == QSocketNotifier::Write)
+                return notifier;
+        }
+        return nullptr;
+    }
+
+    QByteArray readPeer() const
+    {
+        char buffer[64];
+        const ssize_t n = ::read(m_peer, buffer, sizeof buffer);
+        return n > 0 ? QByteArray(buffer, int(n)) : QByteArray();
+    }
+
+private slots:
+    void init()
+    {
+        int fds[2];
+        QCOMPARE(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, fds), 0);
+        m_transport = new SocketTransport(this);
+        m_processor = new MessageProcessor(m_transport);
+        m_transport->setProcessor(m_processor);
+        m_processor->registerService(&m_service);
+        m_transport->attach(fds[0]);
+        m_peer = fds[1];
+        m_service.bodies.clear();
+    }
+
+    void cleanup()
+    {
+        delete m_processor;
+        delete m_transport;
+        ::close(m_peer);
+    }
+
+    void framesArriveAndGoOut()
+    {
+        const QByteArray big(3000, 'b');
+        const QByteArray in = Wire::frame(2, "small") + Wire::frame(2, big);
+        QCOMPARE(::write(m_peer, in.constData(), size_t(in.size())), in.size());
+        QTRY_COMPARE(m_service.bodies, (QList<QByteArray>{"small", big}));
+
+        m_processor->sendMessage(2, 0, 9, 3, Wire::bytes("out"));
+        QByteArray out;
+        QTRY_COMPARE(out += readPeer(), Wire::frame(2, "out", 9));
+        // With nothing left to send, writability must not wake the program again and again.
+        QTRY_VERIFY(!writeNotifier()->isEnabled());
+    }
+
+    void endOfStreamCloses()
+    {
+        QSignalSpy closed(m_transport, &SocketTransport::closed);
+        ::shutdown(m_peer, SHUT_WR);
+        QVERIFY(closed.wait());
+        QVERIFY(!m_transport->isAttached());
+    }
+
+    void impossibleHeaderCloses()
+    {
+        QSignalSpy closed(m_transport, &SocketTransport::closed);
+        const QByteArray in = Wire::words({0, 2, 0, 1, 0xFFFFFFFF});
+        QCOMPARE(::write(m_peer, in.constData(), 20), 20);
+        QVERIFY(closed.wait());
+        QVERIFY(!m_transport->isAttached());
+    }
+};
+
+QTEST_GUILESS_MAIN(TestSocketTransport)
+#include "TestSocketTransport.moc"

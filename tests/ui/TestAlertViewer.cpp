@@ -1,0 +1,75 @@
+#include "ui/AlertViewer.h"
+
+#include <QPushButton>
+#include <QTextEdit>
+#include <QtTest>
+
+namespace {
+
+Alert alert(const QString& text)
+{
+    Alert alert;
+    alert.format = text + "\\n";
+    return alert;
+}
+
+} // namespace
+
+class TestAlertViewer final : public QObject
+{
+    Q_OBJECT
+
+    AlertViewer* m_viewer = nullptr;
+
+    // "title|text|<< enabled|>> enabled"
+    QString state() const
+    {
+        return QStringList{m_viewer->windowTitle(), m_viewer->findChild<QTextEdit*>()->toPlainText(),
+                           QString::number(m_viewer->findChild<QPushButton*>("previousButton")->isEnabled()),
+                           QString::number(m_viewer->findChild<QPushButton*>("nextButton")->isEnabled())}
+            .join('|');
+    }
+    void click(const char* button) { m_viewer->findChild<QPushButton*>(button)->click(); }
+
+private slots:
+    void init()
+    {
+        m_viewer = new AlertViewer;
+        m_viewer->show();
+    }
+    void cleanup() { delete m_viewer; }
+
+    void paging()
+    {
+        m_viewer->addAlert(alert("one"));
+        QCOMPARE(state(), QStringLiteral("Mireval - Alert 1 of 1|one\n|0|0"));
+        m_viewer->addAlert(alert("two"));
+        m_viewer->addAlert(alert("three"));
+        // A new alert never moves the view.
+        QCOMPARE(state(), QStringLiteral("Mireval - Alert 1 of 3|one\n|0|1"));
+        click("nextButton");
+        QCOMPARE(state(), QStringLiteral("Mireval - Alert 2 of 3|two\n|1|1"));
+        click("nextButton");
+        QCOMPARE(state(), QStringLiteral("Mireval - Alert 3 of 3|three\n|1|0"));
+        click("previousButton");
+        QCOMPARE(state(), QStringLiteral("Mireval - Alert 2 of 3|two\n|1|1"));
+    }
+
+    void closingDiscardsEscapeKeeps()
+    {
+        m_viewer->addAlert(alert("one"));
+        m_viewer->addAlert(alert("two"));
+        QTest::keyClick(m_viewer, Qt::Key_Escape);
+        QVERIFY(!m_viewer->isVisible());
+        QCOMPARE(m_viewer->count(), 2);
+
+        m_viewer->show();
+        m_viewer->close();
+        QCOMPARE(m_viewer->count(), 0);
+        m_viewer->addAlert(alert("three"));
+        QCOMPARE(state(), QStringLiteral("Mireval - Alert 1 of 1|three\n|0|0"));
+    }
+};
+
+QTEST_MAIN(TestAlertViewer)
+#include "TestAlertViewer.moc"

@@ -1,0 +1,108 @@
+#include "TrayIcon.h"
+
+#include "images/tray_green.xpm"
+#include "images/tray_grey.xpm"
+#include "images/tray_red.xpm"
+#include "images/tray_shield.xpm"
+#include "images/tray_yellow.xpm"
+
+#include <QCoreApplication>
+#include <QPixmap>
+#include <QSettings>
+#include <QSystemTrayIcon>
+#include <QTimer>
+
+namespace {
+
+constexpr int RecreateDelay = 100;
+
+// Kept in the user's settings store, group "Wardlet".
+const char* const ShowIconKey = "Wardlet/ShowIcon";
+
+QSettings userSettings()
+{
+    return QSettings(QSettings::UserScope, QStringLiteral("trevanta.example"), QStringLiteral("wardlet"));
+}
+
+} // namespace
+
+TrayIcon::Picture TrayIcon::pictureFor(ScannerState scanner, bool scanDaemonRunning,
+                                       ManagementState management)
+{
+    if (scanner != ScannerState::Enabled || !scanDaemonRunning)
+        return Picture::Unprotected;
+    switch (management) {
+    case ManagementState::Unknown:
+    case ManagementState::SelfManaged:
+        return Picture::Shield;
+    case ManagementState::Online:
+        return Picture::Online;
+    case ManagementState::Disabled:
+        return Picture::Unprotected;
+    case ManagementState::Offline:
+        return Picture::Offline;
+    }
+    return Picture::Unknown;
+}
+
+TrayIcon::TrayIcon(QObject* parent)
+    : QObject(parent)
+{
+    const char* const* const images[]
+        = {tray_shield_xpm, tray_green_xpm, tray_red_xpm, tray_yellow_xpm, tray_grey_xpm};
+    for (int i = 0; i < 5; ++i)
+        m_pictures[i] = QIcon(QPixmap(images[i]));
+
+    m_menu.addAction(QCoreApplication::translate("WardletApp", "Open &Trevanta"), this,
+                     &TrayIcon::openRequested);
+    m_menu.addSeparator();
+    m_menu.addAction(QCoreApplication::translate("WardletApp", "&Exit"), this, &TrayIcon::quitRequested);
+
+    m_shown = userSettings().value(ShowIconKey, true).toBool();
+    create();
+}
+
+TrayIcon::~TrayIcon()
+{
+    // The icon refers to the menu, which goes first as a member.
+    if (m_icon) {
+        m_icon->disconnect(this);
+        delete m_icon;
+    }
+}
+
+void TrayIcon::create()
+{
+    if (!m_shown)
+        return;
+    m_icon = new QSystemTrayIcon(m_pictures[int(m_picture)], this);
+    m_icon->setContextMenu(&m_menu);
+    m_icon->setToolTip(QCoreApplication::translate("WardletApp", "Trevanta"));
+    // Should anything ever destroy the icon, the user gets it back.
+    connect(m_icon, &QObject::destroyed, this, [this] {
+        m_icon = nullptr;
+        QTimer::singleShot(RecreateDelay, this, &TrayIcon::create);
+    });
+    m_icon->setVisible(true);
+}
+
+void TrayIcon::setPicture(Picture picture)
+{
+    if (picture == m_picture)
+        return;
+    m_picture = picture;
+    if (m_icon)
+        m_icon->setIcon(m_pictures[int(picture)]);
+}
+
+void TrayIcon::setShown(bool shown)
+{
+    if (shown == m_shown)
+        return;
+    m_shown = shown;
+    userSettings().setValue(ShowIconKey, shown);
+    if (shown && !m_icon)
+        create();
+    else if (m_icon)
+        m_icon->setVisible(shown);
+}

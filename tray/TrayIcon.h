@@ -1,0 +1,52 @@
+#pragma once
+
+#include "messaging/ProtectionStates.h"
+
+#include <QIcon>
+#include <QMenu>
+#include <QObject>
+
+class QSystemTrayIcon;
+
+// The icon in the notification area: its picture sums up the protection state, its menu
+// opens the status window or ends the program, and the user's choice whether to show it at
+// all is kept in the settings.
+class TrayIcon final : public QObject
+{
+    Q_OBJECT
+
+public:
+    enum class Picture
+    {
+        Shield, // protected, management state unknown or self-managed
+        Online, // protected and managed by a server that is reachable
+        Unprotected, // also: protected, but the management client is away
+        Offline, // protected, the management server is not reachable
+        Unknown, // protected, management state not one we know
+    };
+    static Picture pictureFor(ScannerState scanner, bool scanDaemonRunning, ManagementState management);
+
+    explicit TrayIcon(QObject* parent = nullptr);
+    ~TrayIcon() override;
+
+    Picture picture() const { return m_picture; }
+    void setPicture(Picture picture);
+    bool isShown() const { return m_shown; }
+    // Remembers the choice for the next start too.
+    void setShown(bool shown);
+    // Null while no icon is shown.
+    QSystemTrayIcon* icon() const { return m_icon; }
+
+signals:
+    void openRequested();
+    void quitRequested();
+
+private:
+    void create();
+
+    QMenu m_menu;
+    QIcon m_pictures[5];
+    QSystemTrayIcon* m_icon = nullptr;
+    Picture m_picture = Picture::Shield;
+    bool m_shown = true;
+};

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <QObject>
+
+class QProcess;
+
+// Runs the suite's update tool ("NR" in the scan daemon's messages, the Novarel updater)
+// when the scan daemon allows it, one run at a time, and says how each run ended.
+class UpdateLauncher final : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit UpdateLauncher(QObject* parent = nullptr);
+
+    // The scan daemon's permission.
+    void setAllowed(bool allowed);
+    bool canLaunch() const;
+    bool isRunning() const { return m_process != nullptr; }
+    // Does nothing unless allowed and idle. A tool that cannot be started is reported to the
+    // user; a run that ends badly too.
+    void launch();
+
+signals:
+    // Whether a launch would start the tool now.
+    void availabilityChanged(bool canLaunch);
+    void runningChanged(bool running);
+    // A run ended (not: failed to start).
+    void finished(bool success);
+
+private:
+    void started();
+    void failedToStart();
+    void ended(int exitCode, int exitStatus);
+    void dropProcess();
+
+    QProcess* m_process = nullptr;
+    bool m_allowed = false;
+};

@@ -1,0 +1,93 @@
+#include "AlertViewer.h"
+
+#include "images/alert_icon.xpm"
+
+#include <QCloseEvent>
+#include <QEvent>
+#include <QGridLayout>
+#include <QPixmap>
+#include <QPushButton>
+#include <QSpacerItem>
+#include <QTextEdit>
+
+AlertViewer::AlertViewer(QWidget* parent)
+    : QDialog(parent)
+{
+    setWindowIcon(QPixmap(alert_icon_xpm));
+
+    auto* layout = new QGridLayout(this);
+    layout->addItem(new QSpacerItem(8, 8, QSizePolicy::Minimum, QSizePolicy::Minimum), 0, 0, 1, 1);
+
+    m_text = new QTextEdit(this);
+    m_text->setObjectName(QStringLiteral("text"));
+    m_text->setReadOnly(true);
+    m_text->setUndoRedoEnabled(false);
+    layout->addWidget(m_text, 1, 0, 1, 4);
+
+    m_previousButton = new QPushButton(this);
+    m_previousButton->setObjectName(QStringLiteral("previousButton"));
+    layout->addWidget(m_previousButton, 5, 1);
+    connect(m_previousButton, &QPushButton::clicked, this, [this] { showAlert(m_current - 1); });
+
+    m_nextButton = new QPushButton(this);
+    m_nextButton->setObjectName(QStringLiteral("nextButton"));
+    layout->addWidget(m_nextButton, 5, 2);
+    connect(m_nextButton, &QPushButton::clicked, this, [this] { showAlert(m_current + 1); });
+
+    layout->addItem(new QSpacerItem(8, 0, QSizePolicy::Minimum, QSizePolicy::Minimum), 5, 3, 1, 1);
+    layout->addItem(new QSpacerItem(8, 8, QSizePolicy::Minimum, QSizePolicy::Minimum), 6, 4, 1, 1);
+
+    languageChange();
+    updateView();
+    resize(QSize(480, 360).expandedTo(minimumSizeHint()));
+}
+
+void AlertViewer::addAlert(const Alert& alert)
+{
+    m_alerts.append(alert);
+    // The first alert after an empty list is shown; later ones only change the count.
+    if (m_alerts.size() == 1)
+        m_text->setText(alert.text());
+    updateView();
+}
+
+void AlertViewer::showAlert(int position)
+{
+    if (position < 0 || position >= count() || position == m_current)
+        return;
+    m_current = position;
+    m_text->setText(m_alerts.at(m_current).text());
+    updateView();
+}
+
+void AlertViewer::updateView()
+{
+    m_previousButton->setEnabled(m_current > 0);
+    m_nextButton->setEnabled(m_current + 1 < count());
+    const int shown = m_alerts.isEmpty() ? 0 : m_current + 1;
+    setWindowTitle(tr("Mireval - Alert %1 of %2", "title").arg(shown).arg(count()));
+}
+
+void AlertViewer::languageChange()
+{
+    updateView();
+    m_previousButton->setText(tr("<<"));
+    m_nextButton->setText(tr(">>"));
+}
+
+void AlertViewer::closeEvent(QCloseEvent* event)
+{
+    // Closing means the user has seen the alerts.
+    m_alerts.clear();
+    m_current = 0;
+    m_text->clear();
+    updateView();
+    QDialog::closeEvent(event);
+}
+
+void AlertViewer::changeEvent(QEvent* event)
+{
+    if (event->type() == QEvent::LanguageChange)
+        languageChange();
+    QDialog::changeEvent(event);
+}

@@ -1,0 +1,297 @@
+#include "StatusWindow.h"
+
+#include "images/banner.xpm"
+#include "images/window_icon.xpm"
+
+#include <QBoxLayout>
+#include <QEvent>
+#include <QFont>
+#include <QFrame>
+#include <QGridLayout>
+#include <QGroupBox>
+#include <QKeySequence>
+#include <QLabel>
+#include <QPushButton>
+#include <QSize>
+#include <QSizePolicy>
+#include <QSpacerItem>
+#include <QVariant>
+
+namespace {
+
+// Values start as blanks rather than empty so the rows keep their height before the daemons report.
+QLabel* newValueLabel(int blanks, QWidget* parent, const char* name)
+{
+    auto* label = new QLabel(QString(blanks, QLatin1Char(' ')), parent);
+    label->setObjectName(QLatin1String(name));
+    return label;
+}
+
+QLabel* newCaptionLabel(QWidget* parent, const char* name)
+{
+    auto* label = new QLabel(parent);
+    label->setObjectName(QLatin1String(name));
+    return label;
+}
+
+// Group boxes lay out their rows from 1; the empty stretching rows around them keep the pairs
+// vertically centred when the column makes a box taller than it needs.
+QGridLayout* newGroupGrid(QGroupBox* box, int lastRow)
+{
+    auto* grid = new QGridLayout(box);
+    grid->setColumnStretch(0, 1);
+    grid->setColumnStretch(1, 2);
+    grid->setRowStretch(0, 1);
+    grid->setRowStretch(lastRow + 1, 1);
+    return grid;
+}
+
+} // namespace
+
+StatusWindow::StatusWindow(QWidget* parent)
+    : QWidget(parent)
+{
+    m_banner = QPixmap(banner_xpm);
+    m_icon = QPixmap(window_icon_xpm);
+    setWindowIcon(m_icon);
+
+    auto* windowLayout = new QVBoxLayout(this);
+    auto* titleRow = new QHBoxLayout;
+    auto* contentRow = new QHBoxLayout;
+    auto* buttonRow = new QHBoxLayout;
+    windowLayout->addLayout(titleRow, 0);
+    windowLayout->addLayout(contentRow, 0);
+    windowLayout->addLayout(buttonRow, 0);
+
+    titleRow->addItem(new QSpacerItem(8, 0, QSizePolicy::Fixed, QSizePolicy::Fixed));
+    m_titleLabel = new QLabel(this);
+    m_titleLabel->setObjectName(QStringLiteral("titleLabel"));
+    // Lets a style sheet single out the title without knowing the widget tree.
+    m_titleLabel->setProperty("uiTitle", true);
+    QFont titleFont = m_titleLabel->font();
+    titleFont.setPointSize(22);
+    titleFont.setWeight(QFont::Bold);
+    m_titleLabel->setFont(titleFont);
+    titleRow->addWidget(m_titleLabel, 0);
+    titleRow->addItem(new QSpacerItem(8, 0, QSizePolicy::Minimum, QSizePolicy::Minimum));
+
+    contentRow->addItem(new QSpacerItem(8, 0, QSizePolicy::Minimum, QSizePolicy::Minimum));
+
+    auto* imageColumn = new QVBoxLayout;
+    imageColumn->addItem(new QSpacerItem(0, 8, QSizePolicy::Minimum, QSizePolicy::MinimumExpanding));
+    m_bannerLabel = new QLabel(this);
+    m_bannerLabel->setObjectName(QStringLiteral("bannerLabel"));
+    m_bannerLabel->setProperty("uiImage", true);
+    m_bannerLabel->setFrameShape(QFrame::StyledPanel);
+    m_bannerLabel->setFrameShadow(QFrame::Sunken);
+    m_bannerLabel->setPixmap(m_banner);
+    m_bannerLabel->setScaledContents(false);
+    imageColumn->addWidget(m_bannerLabel, 0);
+    contentRow->addLayout(imageColumn);
+
+    contentRow->addItem(new QSpacerItem(8, 0, QSizePolicy::Minimum, QSizePolicy::Minimum));
+
+    auto* infoColumn = new QVBoxLayout;
+
+    m_versionsBox = new QGroupBox(this);
+    m_versionsBox->setObjectName(QStringLiteral("versionsBox"));
+    QGridLayout* versionsGrid = newGroupGrid(m_versionsBox, 2);
+    m_programCaption = newCaptionLabel(m_versionsBox, "programCaption");
+    m_programVersion = newValueLabel(10, m_versionsBox, "programVersion");
+    m_engineCaption = newCaptionLabel(m_versionsBox, "engineCaption");
+    m_engineVersion = newValueLabel(10, m_versionsBox, "engineVersion");
+    versionsGrid->addWidget(m_programCaption, 1, 0);
+    versionsGrid->addWidget(m_programVersion, 1, 1);
+    versionsGrid->addWidget(m_engineCaption, 2, 0);
+    versionsGrid->addWidget(m_engineVersion, 2, 1);
+    infoColumn->addWidget(m_versionsBox, 0);
+
+    m_definitionsBox = new QGroupBox(this);
+    m_definitionsBox->setObjectName(QStringLiteral("definitionsBox"));
+    QGridLayout* defsGrid = newGroupGrid(m_definitionsBox, 1);
+    defsGrid->setColumnStretch(2, 0);
+    defsGrid->setColumnStretch(3, 0);
+    defsGrid->setColumnStretch(4, 0);
+    m_definitionsCaption = newCaptionLabel(m_definitionsBox, "definitionsCaption");
+    m_definitionsVersion = newValueLabel(16, m_definitionsBox, "definitionsVersion");
+    m_updateButton = new QPushButton(m_definitionsBox);
+    m_updateButton->setObjectName(QStringLiteral("updateButton"));
+    connect(m_updateButton, &QPushButton::clicked, this, &StatusWindow::updateRequested);
+    defsGrid->addWidget(m_definitionsCaption, 1, 0);
+    defsGrid->addWidget(m_definitionsVersion, 1, 1);
+    defsGrid->addWidget(m_updateButton, 1, 3);
+    defsGrid->addItem(new QSpacerItem(8, 0, QSizePolicy::Fixed, QSizePolicy::Fixed), 1, 4);
+    infoColumn->addWidget(m_definitionsBox, 0);
+
+    m_statusBox = new QGroupBox(this);
+    m_statusBox->setObjectName(QStringLiteral("statusBox"));
+    QGridLayout* statusGrid = newGroupGrid(m_statusBox, 2);
+    m_scannerCaption = newCaptionLabel(m_statusBox, "scannerCaption");
+    m_scannerState = newValueLabel(10, m_statusBox, "scannerState");
+    m_scanCaption = newCaptionLabel(m_statusBox, "scanCaption");
+    m_scanState = newValueLabel(10, m_statusBox, "scanState");
+    statusGrid->addWidget(m_scannerCaption, 1, 0);
+    statusGrid->addWidget(m_scannerState, 1, 1);
+    statusGrid->addWidget(m_scanCaption, 2, 0);
+    statusGrid->addWidget(m_scanState, 2, 1);
+    infoColumn->addWidget(m_statusBox, 0);
+
+    m_managementBox = new QGroupBox(this);
+    m_managementBox->setObjectName(QStringLiteral("managementBox"));
+    QGridLayout* manageGrid = newGroupGrid(m_managementBox, 5);
+    m_serverCaption = newCaptionLabel(m_managementBox, "serverCaption");
+    m_server = newValueLabel(10, m_managementBox, "server");
+    m_groupCaption = newCaptionLabel(m_managementBox, "groupCaption");
+    m_group = newValueLabel(10, m_managementBox, "group");
+    m_connectedCaption = newCaptionLabel(m_managementBox, "connectedCaption");
+    m_connectedTime = newValueLabel(10, m_managementBox, "connectedTime");
+    m_locationCaption = newCaptionLabel(m_managementBox, "locationCaption");
+    m_location = newValueLabel(10, m_managementBox, "location");
+    m_policyCaption = newCaptionLabel(m_managementBox, "policyCaption");
+    m_policyNumber = newValueLabel(10, m_managementBox, "policyNumber");
+    manageGrid->addWidget(m_serverCaption, 1, 0);
+    manageGrid->addWidget(m_server, 1, 1);
+    manageGrid->addWidget(m_groupCaption, 2, 0);
+    manageGrid->addWidget(m_group, 2, 1);
+    manageGrid->addWidget(m_connectedCaption, 3, 0);
+    manageGrid->addWidget(m_connectedTime, 3, 1);
+    manageGrid->addWidget(m_locationCaption, 4, 0);
+    manageGrid->addWidget(m_location, 4, 1);
+    manageGrid->addWidget(m_policyCaption, 5, 0);
+    manageGrid->addWidget(m_policyNumber, 5, 1);
+    infoColumn->addWidget(m_managementBox, 0);
+
+    contentRow->addLayout(infoColumn);
+    contentRow->addItem(new QSpacerItem(8, 0, QSizePolicy::Minimum, QSizePolicy::Minimum));
+
+    buttonRow->addItem(new QSpacerItem(0, 0, QSizePolicy::MinimumExpanding, QSizePolicy::Minimum));
+    m_closeButton = new QPushButton(this);
+    m_closeButton->setObjectName(QStringLiteral("closeButton"));
+    // The application keeps running without windows, so closing only hides the window.
+    connect(m_closeButton, &QPushButton::clicked, this, &QWidget::close);
+    buttonRow->addWidget(m_closeButton, 0);
+    buttonRow->addItem(new QSpacerItem(8, 0, QSizePolicy::Minimum, QSizePolicy::Minimum));
+
+    languageChange();
+
+    // Size for the longest definitions text the daemon sends, so the window does not grow
+    // the first time it arrives.
+    m_definitionsVersion->setText(QStringLiteral("00/00/0000 rev. 00"));
+    const QSize hint = minimumSizeHint();
+    resize(hint.expandedTo(QSize(100, 100)));
+    move(0, 0);
+    m_definitionsVersion->setText(QString(16, QLatin1Char(' ')));
+}
+
+void StatusWindow::setUpdateRunning(bool running)
+{
+    m_updateRunning = running;
+    if (m_updateButton)
+        m_updateButton->setText(running ? tr("&Novarel is running") : tr("&Novarel"));
+}
+
+void StatusWindow::setProductVersion(const QString& value)
+{
+    m_programVersion->setText(value);
+}
+
+void StatusWindow::setEngineVersion(const QString& value)
+{
+    m_engineVersion->setText(value);
+}
+
+void StatusWindow::setDefinitionsVersion(const QString& value)
+{
+    m_definitionsVersion->setText(value);
+}
+
+void StatusWindow::setScannerState(const QString& value)
+{
+    m_scannerState->setText(value);
+}
+
+void StatusWindow::setScanState(const QString& value)
+{
+    m_scanState->setText(value);
+}
+
+void StatusWindow::setServer(const QString& value)
+{
+    m_server->setText(value);
+}
+
+void StatusWindow::setGroup(const QString& value)
+{
+    m_group->setText(value);
+}
+
+void StatusWindow::setConnectedTime(const QString& value)
+{
+    m_connectedTime->setText(value);
+}
+
+void StatusWindow::setLocation(const QString& value)
+{
+    m_location->setText(value);
+}
+
+void StatusWindow::setPolicyNumber(const QString& value)
+{
+    m_policyNumber->setText(value);
+}
+
+void StatusWindow::setUpdateEnabled(bool enabled)
+{
+    m_updateButton->setEnabled(enabled);
+}
+
+void StatusWindow::languageChange()
+{
+    setWindowTitle(tr("Trevanta", "title"));
+    if (m_titleLabel)
+        m_titleLabel->setText(tr("Trevanta"));
+    if (m_versionsBox)
+        m_versionsBox->setTitle(tr("Program Version"));
+    if (m_programCaption)
+        m_programCaption->setText(tr("Program:"));
+    if (m_engineCaption)
+        m_engineCaption->setText(tr("Scan Engine:"));
+    if (m_definitionsBox)
+        m_definitionsBox->setTitle(tr("Definitions"));
+    if (m_definitionsCaption)
+        m_definitionsCaption->setText(tr("Version:"));
+    if (m_updateButton) {
+        // Keeps the running caption when the language changes mid-update.
+        setUpdateRunning(m_updateRunning);
+        m_updateButton->setShortcut(QKeySequence(tr("Alt+N")));
+    }
+    if (m_statusBox)
+        m_statusBox->setTitle(tr("Status"));
+    if (m_scannerCaption)
+        m_scannerCaption->setText(tr("Vigilon:"));
+    if (m_scanCaption)
+        m_scanCaption->setText(tr("Scan:"));
+    if (m_managementBox)
+        m_managementBox->setTitle(tr("Management"));
+    if (m_serverCaption)
+        m_serverCaption->setText(tr("Server:"));
+    if (m_groupCaption)
+        m_groupCaption->setText(tr("Group:"));
+    if (m_connectedCaption)
+        m_connectedCaption->setText(tr("Last Connected:"));
+    if (m_locationCaption)
+        m_locationCaption->setText(tr("Location:"));
+    if (m_policyCaption)
+        m_policyCaption->setText(tr("Policy Serial Number:"));
+    if (m_closeButton) {
+        m_closeButton->setText(tr("&Close"));
+        m_closeButton->setShortcut(QKeySequence(tr("Alt+C")));
+    }
+}
+
+void StatusWindow::changeEvent(QEvent* event)
+{
+    if (event->type() == QEvent::LanguageChange)
+        languageChange();
+    QWidget::changeEvent(event);
+}

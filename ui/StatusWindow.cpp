@@ -186,8 +186,7 @@ StatusWindow::StatusWindow(QWidget* parent)
 void StatusWindow::setUpdateRunning(bool running)
 {
     m_updateRunning = running;
-    if (m_updateButton)
-        m_updateButton->setText(running ? tr("&Novarel is running") : tr("&Novarel"));
+    m_updateButton->setText(running ? tr("&Novarel is running") : tr("&Novarel"));
 }
 
 void StatusWindow::setProductVersion(const QString& value)
@@ -248,45 +247,26 @@ void StatusWindow::setUpdateEnabled(bool enabled)
 void StatusWindow::languageChange()
 {
     setWindowTitle(tr("Trevanta", "title"));
-    if (m_titleLabel)
-        m_titleLabel->setText(tr("Trevanta"));
-    if (m_versionsBox)
-        m_versionsBox->setTitle(tr("Program Version"));
-    if (m_programCaption)
-        m_programCaption->setText(tr("Program:"));
-    if (m_engineCaption)
-        m_engineCaption->setText(tr("Scan Engine:"));
-    if (m_definitionsBox)
-        m_definitionsBox->setTitle(tr("Definitions"));
-    if (m_definitionsCaption)
-        m_definitionsCaption->setText(tr("Version:"));
-    if (m_updateButton) {
-        // Keeps the running caption when the language changes mid-update.
-        setUpdateRunning(m_updateRunning);
-        m_updateButton->setShortcut(QKeySequence(tr("Alt+N")));
-    }
-    if (m_statusBox)
-        m_statusBox->setTitle(tr("Status"));
-    if (m_scannerCaption)
-        m_scannerCaption->setText(tr("Vigilon:"));
-    if (m_scanCaption)
-        m_scanCaption->setText(tr("Scan:"));
-    if (m_managementBox)
-        m_managementBox->setTitle(tr("Management"));
-    if (m_serverCaption)
-        m_serverCaption->setText(tr("Server:"));
-    if (m_groupCaption)
-        m_groupCaption->setText(tr("Group:"));
-    if (m_connectedCaption)
-        m_connectedCaption->setText(tr("Last Connected:"));
-    if (m_locationCaption)
-        m_locationCaption->setText(tr("Location:"));
-    if (m_policyCaption)
-        m_policyCaption->setText(tr("Policy Serial Number:"));
-    if (m_closeButton) {
-        m_closeButton->setText(tr("&Close"));
-        m_closeButton->setShortcut(QKeySequence(tr("Alt+C")));
-    }
+    m_titleLabel->setText(tr("Trevanta"));
+    m_versionsBox->setTitle(tr("Program Version"));
+    m_programCaption->setText(tr("Program:"));
+    m_engineCaption->setText(tr("Scan Engine:"));
+    m_definitionsBox->setTitle(tr("Definitions"));
+    m_definitionsCaption->setText(tr("Version:"));
+    // Keeps the running caption when the language changes mid-update.
+    setUpdateRunning(m_updateRunning);
+    m_updateButton->setShortcut(QKeySequence(tr("Alt+N")));
+    m_statusBox->setTitle(tr("Status"));
+    m_scannerCaption->setText(tr("Vigilon:"));
+    m_scanCaption->setText(tr("Scan:"));
+    m_managementBox->setTitle(tr("Management"));
+    m_serverCaption->setText(tr("Server:"));
+    m_groupCaption->setText(tr("Group:"));
+    m_connectedCaption->setText(tr("Last Connected:"));
+    m_locationCaption->setText(tr("Location:"));
+    m_policyCaption->setText(tr("Policy Serial Number:"));
+    m_closeButton->setText(tr("&Close"));
+    m_closeButton->setShortcut(QKeySequence(tr("Alt+C")));
 }
 
 void StatusWindow::changeEvent(QEvent* event)

@@ -83,8 +83,7 @@ def end_orphans():
 def stop(process):
     if process.stdin:
         process.stdin.close()
-    if process.poll() is None:
-        process.terminate()
+    process.terminate()  # does nothing once it has ended
     try:
         process.wait(5)
     except subprocess.TimeoutExpired:
@@ -181,6 +180,9 @@ class DesktopTest(unittest.TestCase):
                         XDG_RUNTIME_DIR=os.path.join(self.tmp, "runtime"))
         self.suffix = "-" + os.path.basename(self.tmp)  # names this test's daemon sockets
         self.wardlet, self.pids = None, []
+        # A copy that ends before it read its wake-up file leaves it behind. Registered before any
+        # process starts, this runs once all have ended.
+        self.addCleanup(lambda: [os.remove(f) for f in map(wake_up_file, self.pids) if os.path.exists(f)])
 
         read_end, write_end = os.pipe()
         self.spawn(["Xvfb", "-displayfd", str(write_end), "-screen", "0", "1024x768x24", "-nolisten", "tcp"],
@@ -228,8 +230,6 @@ class DesktopTest(unittest.TestCase):
             self.env, QT_ACCESSIBILITY="1", QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1",
             WARDLET_SOCKET_SUFFIX=self.suffix, **env))
         self.pids.append(process.pid)
-        # A copy that ends before it read its wake-up file leaves it behind.
-        self.addCleanup(lambda: os.path.exists(wake_up_file(process.pid)) and os.remove(wake_up_file(process.pid)))
         if not self.wardlet or self.wardlet.poll() is not None:
             self.wardlet = process
         return process

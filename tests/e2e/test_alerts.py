@@ -24,7 +24,6 @@ class Alerts(DesktopTest):
         self.wait_requests()
         self.sim.send(FIRST)
         self.assertEqual(self.shown("Mireval - Alert 1 of 1"), (FIRST_TEXT, {"<<": False, ">>": False}))
-        self.screenshot("alert")
 
         # A second alert keeps the first in view.
         self.sim.send(SECOND)

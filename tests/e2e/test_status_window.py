@@ -26,7 +26,6 @@ class StatusWindow(DesktopTest):
         self.wait_window(TITLE)
         self.assertFields(TITLE, EXPECTED)
         self.assertTrue(self.buttons(TITLE)["Novarel"], "the update button is disabled")
-        self.screenshot("status-window")
 
         self.sim.send("group Sales", "location-none", "vg 0", "scan 8", "update-allowed 0")
         self.assertFields(TITLE, {"Group:": "Sales", "Location:": "", "Vigilon:": "Disabled",

@@ -17,10 +17,7 @@ def window(pid, title):
     for application in pyatspi.Registry.getDesktop(0):
         if application is not None and application.get_process_id() == pid:
             application.clear_cache()
-            for child in application:
-                if child.name == title:
-                    return child
-    sys.exit(f'no shown window "{title}" in process {pid}')
+            return next((child for child in application if child.name == title), None)
 
 
 def descendants(node):
@@ -30,25 +27,17 @@ def descendants(node):
 
 
 def describe(node):
-    extents = node.queryComponent().getExtents(pyatspi.DESKTOP_COORDS)
-    entry = {"role": node.getRoleName(), "name": node.name,
-             "enabled": node.getState().contains(pyatspi.STATE_ENABLED),
-             "x": extents.x, "y": extents.y, "width": extents.width, "height": extents.height}
-    if entry["role"] == "text":
-        text = node.queryText()
-        entry["text"] = text.getText(0, text.characterCount)
-    return entry
+    box = node.queryComponent().getExtents(pyatspi.DESKTOP_COORDS)
+    text = node.queryText() if node.getRoleName() == "text" else None
+    return {"role": node.getRoleName(), "name": node.name, "enabled": node.getState().contains(pyatspi.STATE_ENABLED),
+            "x": box.x, "y": box.y, "width": box.width, "height": box.height,
+            "text": text and text.getText(0, text.characterCount)}
 
 
-def main():
-    pid, title = int(sys.argv[1]), sys.argv[2]
-    top = window(pid, title)
-    if sys.argv[3:4] == ["--press"]:
-        button = next(node for node in descendants(top)
-                      if node.getRoleName() == "push button" and node.name == sys.argv[4])
-        button.queryAction().doAction(0)
-        return
+pid, title = int(sys.argv[1]), sys.argv[2]
+top = window(pid, title) or sys.exit(f'no shown window "{title}" in process {pid}')
+if sys.argv[3:4] == ["--press"]:
+    next(node for node in descendants(top) if node.getRoleName() == "push button"
+         and node.name == sys.argv[4]).queryAction().doAction(0)
+else:
     print(json.dumps([describe(node) for node in descendants(top)]))
-
-
-main()

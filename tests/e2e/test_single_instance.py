@@ -1,0 +1,33 @@
+"""One copy per user: a second start wakes the running copy and leaves."""
+
+import os
+import time
+import unittest
+
+from desktop import WARDLET, DesktopTest, exit_status, wait_until, wake_up_file
+
+
+class SingleInstance(DesktopTest):
+    def test_second_start_shows_the_running_copy(self):
+        # The running copy has shell syntax in its name, which must not reach the shell that
+        # looks for other copies.
+        name = "wardlet';touch PWNED;'x;touch PWNED"
+        os.symlink(WARDLET, os.path.join(self.tmp, name))
+        first = self.start_wardlet(["./" + name], cwd=self.tmp)
+        self.wait_requests()  # connected: its search for a running copy is over
+        self.assertFalse(os.path.exists(os.path.join(self.tmp, "PWNED")), "the program name ran a command")
+        self.assertTrue(wait_until(self.tray_icons, 5), "no tray icon")
+
+        mark, started = self.sim.mark(), time.monotonic()
+        second = self.start_wardlet(log_name="second")
+        self.assertEqual(exit_status(second, 3), 0)
+        self.assertLess(time.monotonic() - started, 2, "the second start took its time")
+        self.wait_window("Trevanta")
+        self.assertTrue(wait_until(lambda: not os.path.exists(wake_up_file(first.pid)), 2), "the wake-up file stays")
+        self.assertEqual(len(self.tray_icons()), 1, "the second start put up an icon")
+        self.assertNotIn("kvs: connected", self.sim.lines(mark), "the second start connected")
+        self.assertIsNone(first.poll())
+
+
+if __name__ == "__main__":
+    unittest.main()

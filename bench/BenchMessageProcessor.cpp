@@ -44,7 +44,7 @@ public:
     {
         ++frames;
         if (message.length > 0)
-            sum += message.data[message.length - 1];
+            sum += message.body.back();
     }
 
     int64_t frames = 0;

@@ -37,7 +37,7 @@ DaemonChannel::DaemonChannel(Channel channel, MessageService* service, QObject* 
     : QObject(parent)
     , m_channel(channel)
     , m_serviceId(service->serviceId())
-    , m_processor(&m_transport)
+    , m_processor(&m_transport, maxBodyLength(channel))
 {
     m_transport.setProcessor(&m_processor);
     m_processor.registerService(service);

@@ -16,6 +16,14 @@ class DaemonChannel final : public QObject
     Q_OBJECT
 
 public:
+    // The longest body a daemon has a reason to send, with room to spare: the scan daemon's
+    // largest report is an alert of ten short texts, the management client's a server name.
+    // A frame announcing more ends the connection.
+    static int maxBodyLength(Channel channel)
+    {
+        return channel == Channel::ScanDaemon ? 1024 * 1024 : 64 * 1024;
+    }
+
     // service is not owned and must outlive the channel.
     DaemonChannel(Channel channel, MessageService* service, QObject* parent = nullptr);
 

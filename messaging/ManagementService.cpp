@@ -73,9 +73,9 @@ void ManagementService::handleMessage(const Message& message)
 {
     if (message.length < 4)
         return;
-    const unsigned char* data = message.data + 4;
+    const unsigned char* data = message.data() + 4;
     const int length = message.length - 4;
-    switch (qFromBigEndian<quint32>(message.data)) {
+    switch (qFromBigEndian<quint32>(message.data())) {
     case PdxPolicyNumberReport:
         // Counted with its terminating zero byte, which is not part of the number.
         if (const auto text = readTextReport(data, length))

@@ -8,25 +8,24 @@
 #include <cstring>
 #include <new>
 
-MessageProcessor::MessageProcessor(MessageTransport* transport)
+namespace {
+
+// A body buffer larger than this is given back after its frame, so one big frame does not
+// keep its memory for good.
+constexpr size_t KeptCapacity = 64 * 1024;
+
+} // namespace
+
+MessageProcessor::MessageProcessor(MessageTransport* transport, int maxBodyLength)
     : m_transport(transport)
-{
-    startReceivingHeader();
-}
+    , m_maxBodyLength(maxBodyLength)
+{ }
 
 MessageProcessor::~MessageProcessor() = default;
 
 MessageService* MessageProcessor::service(int id) const
 {
     return id >= 0 && size_t(id) < m_services.size() ? m_services[size_t(id)] : nullptr;
-}
-
-void MessageProcessor::startReceivingHeader()
-{
-    m_receivingHeader = true;
-    m_needed = Message::HeaderSize;
-    m_received = 0;
-    m_receiveTarget = m_headerIn;
 }
 
 int MessageProcessor::registerService(MessageService* service)
@@ -94,7 +93,7 @@ bool MessageProcessor::sendPending()
     const Message& front = *m_queue.front();
     if (m_sendingHeader && front.length > 0) {
         m_sendingHeader = false;
-        m_sendBlock = front.data;
+        m_sendBlock = front.data();
         m_sendSize = front.length;
         m_sendDone = 0;
         return true;
@@ -109,40 +108,51 @@ bool MessageProcessor::sendPending()
 
 bool MessageProcessor::receiveData(const unsigned char* bytes, int count)
 {
+    if (m_refused)
+        return false;
     while (count > 0) {
-        const int take = std::min(count, m_needed);
-        if (m_receiveTarget) {
-            std::memcpy(m_receiveTarget + m_received, bytes, size_t(take));
-            m_received += take;
-        }
-        m_needed -= take;
-
-        if (m_needed == 0) {
-            if (m_receivingHeader) {
-                int headerBytes = Message::HeaderSize;
-                m_incoming.reset(Message::fromHeader(m_headerIn, headerBytes));
-                if (!m_incoming)
+        int take = 0;
+        if (m_receivingHeader) {
+            take = std::min(count, Message::HeaderSize - m_headerReceived);
+            std::memcpy(m_headerIn + m_headerReceived, bytes, size_t(take));
+            m_headerReceived += take;
+            if (m_headerReceived == Message::HeaderSize) {
+                // Without a trustworthy length there is no finding the next frame.
+                if (!m_incoming.readHeader(m_headerIn) || m_incoming.length > m_maxBodyLength) {
+                    m_refused = true;
                     return false;
+                }
                 m_receivingHeader = false;
-                m_received = 0;
-                m_receiveTarget = m_incoming->data;
-                m_needed = m_incoming->length;
-            } else {
-                if (MessageService* receiver = service(m_incoming->serviceId))
-                    receiver->handleMessage(*m_incoming);
-                startReceivingHeader();
             }
+        } else {
+            take = std::min(count, m_incoming.length - int(m_incoming.body.size()));
+            m_incoming.body.insert(m_incoming.body.end(), bytes, bytes + take);
         }
-
+        if (!m_receivingHeader && int(m_incoming.body.size()) == m_incoming.length)
+            deliver();
         count -= take;
         bytes += take;
     }
     return true;
 }
 
+void MessageProcessor::deliver()
+{
+    if (MessageService* receiver = service(m_incoming.serviceId))
+        receiver->handleMessage(m_incoming);
+    m_receivingHeader = true;
+    m_headerReceived = 0;
+    if (m_incoming.body.capacity() > KeptCapacity)
+        m_incoming.body = {};
+    m_incoming.body.clear();
+}
+
 void MessageProcessor::reset()
 {
-    startReceivingHeader();
+    m_receivingHeader = true;
+    m_headerReceived = 0;
+    m_refused = false;
+    m_incoming.body = {};
     m_sendBlock = nullptr;
     m_sendSize = 0;
     m_sendDone = 0;

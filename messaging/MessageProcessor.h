@@ -1,10 +1,11 @@
 #pragma once
 
+#include "Message.h"
+
 #include <deque>
 #include <memory>
 #include <vector>
 
-class Message;
 class MessageService;
 class MessageTransport;
 
@@ -13,7 +14,8 @@ class MessageTransport;
 class MessageProcessor final
 {
 public:
-    explicit MessageProcessor(MessageTransport* transport);
+    // Frames whose body would be longer than maxBodyLength are refused like an impossible header.
+    MessageProcessor(MessageTransport* transport, int maxBodyLength = Message::MaxLength);
     ~MessageProcessor();
     MessageProcessor(const MessageProcessor&) = delete;
     MessageProcessor& operator=(const MessageProcessor&) = delete;
@@ -33,20 +35,21 @@ public:
 
 private:
     MessageService* service(int id) const;
-    void startReceivingHeader();
+    void deliver();
 
     MessageTransport* m_transport;
+    int m_maxBodyLength;
     std::vector<MessageService*> m_services;
 
+    // The body grows with the bytes that arrive, never ahead of them.
+    Message m_incoming;
+    unsigned char m_headerIn[Message::HeaderSize];
+    int m_headerReceived = 0;
     bool m_receivingHeader = true;
-    int m_needed = 0;
-    int m_received = 0;
-    unsigned char* m_receiveTarget = nullptr;
-    unsigned char m_headerIn[20];
-    std::unique_ptr<Message> m_incoming;
+    bool m_refused = false;
 
     std::deque<std::unique_ptr<Message>> m_queue;
-    unsigned char m_headerOut[20];
+    unsigned char m_headerOut[Message::HeaderSize];
     bool m_sendingHeader = false;
     const unsigned char* m_sendBlock = nullptr;
     int m_sendSize = 0;

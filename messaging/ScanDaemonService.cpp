@@ -37,19 +37,19 @@ void ScanDaemonService::handleMessage(const Message& message)
 {
     if (message.length < 4)
         return;
-    switch (qFromBigEndian<quint32>(message.data)) {
+    switch (qFromBigEndian<quint32>(message.data())) {
     case KvsStatusReport:
-        handleStatus(message.data, message.length);
+        handleStatus(message.data(), message.length);
         break;
     case KvsAlert:
         if (message.length > 4)
-            emit alertReported(Alert::fromRecord(message.data + 4, message.length - 4));
+            emit alertReported(Alert::fromRecord(message.data() + 4, message.length - 4));
         break;
     case KvsVersionsReport:
-        handleVersions(message.data, message.length);
+        handleVersions(message.data(), message.length);
         break;
     case KvsScanStatusReport:
-        emit scanStatusReported(message.length >= 8 ? qFromBigEndian<qint32>(message.data + 4) : 0);
+        emit scanStatusReported(message.length >= 8 ? qFromBigEndian<qint32>(message.data() + 4) : 0);
         break;
     default:
         break;

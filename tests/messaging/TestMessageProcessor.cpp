@@ -48,7 +48,7 @@ public:
                      .arg(m_id)
                      .arg(m.sequence)
                      .arg(QString::fromLatin1(
-                         QByteArray(reinterpret_cast<const char*>(m.data), m.length).toHex()));
+                         QByteArray(reinterpret_cast<const char*>(m.data()), m.length).toHex()));
     }
     void connectionLost() override { m_log << QStringLiteral("%1:lost").arg(m_id); }
 
@@ -129,6 +129,14 @@ private slots:
                 QCOMPARE(m_log.last(), QStringLiteral("3:1:78"));
             }
         }
+    }
+
+    void channelBound()
+    {
+        MessageProcessor processor(&m_transport, 3);
+        processor.registerService(&m_two);
+        feed(processor, Wire::frame(2, "abc") + Wire::frame(2, "abcd") + Wire::frame(2, "x"), 1, false);
+        QCOMPARE(m_log, QStringList{"2:1:616263"});
     }
 
     void resetDropsPartialFrame()

@@ -19,7 +19,7 @@ public:
     int serviceId() const override { return 2; }
     void handleMessage(const Message& message) override
     {
-        bodies << QByteArray(reinterpret_cast<const char*>(message.data), message.length);
+        bodies << QByteArray(reinterpret_cast<const char*>(message.data()), message.length);
     }
     QList<QByteArray> bodies;
 };

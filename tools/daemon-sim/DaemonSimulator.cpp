@@ -465,10 +465,10 @@ void DaemonSimulator::watch(SimChannel* channel)
 void DaemonSimulator::handleFrame(SimChannel* channel, const Message& message)
 {
     QString line = QStringLiteral("%1 <- seq=%2 ").arg(channel->label()).arg(message.sequence);
-    const uint32_t id = message.length >= 4 ? qFromBigEndian<quint32>(message.data) : 0;
+    const uint32_t id = message.length >= 4 ? qFromBigEndian<quint32>(message.data()) : 0;
     const Request* request = message.length >= 4 ? findRequest(channel->serviceId(), id) : nullptr;
     if (request)
-        line += QLatin1String(request->name) + requestDetails(*request, message.data, message.length);
+        line += QLatin1String(request->name) + requestDetails(*request, message.data(), message.length);
     else if (message.length >= 4)
         line += QStringLiteral("id=%1 len=%2").arg(id).arg(message.length);
     else

@@ -163,17 +163,11 @@ bool SimChannel::deliverFrames()
         }
         if (_in.size() - at - Message::HeaderSize < length)
             break;
-        int count = Message::HeaderSize;
-        const std::unique_ptr<Message> message(Message::fromHeader(header, count));
-        if (!message) {
-            emit protocolError(QStringLiteral("%1: unreadable frame header; client dropped").arg(_label));
-            closeClient();
-            return false;
-        }
-        if (length > 0)
-            std::memcpy(message->data, header + Message::HeaderSize, size_t(length));
+        Message message;
+        message.readHeader(header);
+        message.body.assign(header + Message::HeaderSize, header + Message::HeaderSize + length);
         at += Message::HeaderSize + length;
-        emit frameReceived(*message);
+        emit frameReceived(message);
     }
     // A handler may have dropped this client or taken a new one; its bytes are gone then.
     if (_fd != fd)

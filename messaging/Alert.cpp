@@ -90,7 +90,9 @@ QString Alert::text() const
     qsizetype i = 0;
     // Set only by \r, so that the \r\n a template author writes out of habit gives a single line end.
     bool lineEnded = false;
-    while (i < n - 1) {
+    // Each step adds at most one field, so stopping once past the bound keeps a template full
+    // of escapes from multiplying the fields' size.
+    while (i < n - 1 && out.size() <= MaxTextLength) {
         const QChar c = format.at(i);
         const QChar d = format.at(i + 1);
         bool endsLine = false;
@@ -112,6 +114,11 @@ QString Alert::text() const
             ++i;
         }
         lineEnded = endsLine;
+    }
+    if (out.size() > MaxTextLength) {
+        out.truncate(MaxTextLength - 1);
+        out += QChar(0x2026);
+        return out;
     }
     // A last NUL or non-Latin-1 unit is dropped, as the templates the daemon sends already allow for.
     if (i == n - 1) {

@@ -15,6 +15,10 @@ public:
     // its default.
     static Alert fromRecord(const unsigned char* data, int length);
 
+    // Longer expanded texts are cut, ending in an ellipsis: no one reads that far, and a template
+    // that repeats a long field must not take the desktop's memory.
+    static constexpr int MaxTextLength = 16 * 1024;
+
     // The template expanded: ~X inserts a field (either case, ~T the time), \t a tab,
     // \r and \n a line end.
     QString text() const;

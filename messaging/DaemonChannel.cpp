@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <sys/socket.h>
+#include <syslog.h>
 #include <unistd.h>
 
 namespace {
@@ -51,6 +53,20 @@ bool DaemonChannel::connectToDaemon()
     const int fd = connectSocket(m_channel);
     if (fd == -1)
         return false;
+    // Abstract names carry no permissions: whoever binds the name while the daemon is away
+    // could play it. Only root's daemons and the user's own are believed.
+    ucred peer = {};
+    socklen_t size = sizeof peer;
+    if (::getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0
+        || (peer.uid != 0 && peer.uid != ::getuid())) {
+        if (peer.pid != m_refusedPeer)
+            syslog(LOG_WARNING, "refused %s: its socket belongs to user %u (process %d), not to root or us",
+                   ChannelAddress::name(m_channel).constData(), unsigned(peer.uid), int(peer.pid));
+        m_refusedPeer = peer.pid;
+        ::close(fd);
+        return false;
+    }
+    m_refusedPeer = 0;
     m_transport.attach(fd);
     return true;
 }

@@ -40,6 +40,8 @@ signals:
 private:
     Channel m_channel;
     int m_serviceId;
+    // The last process refused as the daemon, so each is logged once.
+    pid_t m_refusedPeer = 0;
     SocketTransport m_transport;
     MessageProcessor m_processor;
 };

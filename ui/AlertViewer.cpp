@@ -9,6 +9,9 @@
 #include <QPushButton>
 #include <QSpacerItem>
 #include <QTextEdit>
+#include <QTimer>
+
+#include <syslog.h>
 
 AlertViewer::AlertViewer(QWidget* parent)
     : QDialog(parent)
@@ -44,11 +47,28 @@ AlertViewer::AlertViewer(QWidget* parent)
 
 void AlertViewer::addAlert(const Alert& alert)
 {
-    m_alerts.append(alert);
+    m_texts.append(alert.text());
+    if (m_texts.size() > MaxAlerts) {
+        m_texts.removeFirst();
+        // A flood is logged in one line once it has passed.
+        if (m_dropped++ == 0)
+            QTimer::singleShot(0, this, &AlertViewer::logDropped);
+        if (m_current > 0) {
+            --m_current;
+        } else {
+            m_text->setText(m_texts.first());
+        }
+    }
     // The first alert after an empty list is shown; later ones only change the count.
-    if (m_alerts.size() == 1)
-        m_text->setText(alert.text());
+    if (m_texts.size() == 1)
+        m_text->setText(m_texts.first());
     updateView();
+}
+
+void AlertViewer::logDropped()
+{
+    syslog(LOG_WARNING, "dropped the %d oldest alerts to keep the newest %d", m_dropped, MaxAlerts);
+    m_dropped = 0;
 }
 
 void AlertViewer::showAlert(int position)
@@ -56,7 +76,7 @@ void AlertViewer::showAlert(int position)
     if (position < 0 || position >= count() || position == m_current)
         return;
     m_current = position;
-    m_text->setText(m_alerts.at(m_current).text());
+    m_text->setText(m_texts.at(m_current));
     updateView();
 }
 
@@ -64,7 +84,7 @@ void AlertViewer::updateView()
 {
     m_previousButton->setEnabled(m_current > 0);
     m_nextButton->setEnabled(m_current + 1 < count());
-    const int shown = m_alerts.isEmpty() ? 0 : m_current + 1;
+    const int shown = m_texts.isEmpty() ? 0 : m_current + 1;
     setWindowTitle(tr("Mireval - Alert %1 of %2", "title").arg(shown).arg(count()));
 }
 
@@ -78,7 +98,7 @@ void AlertViewer::languageChange()
 void AlertViewer::closeEvent(QCloseEvent* event)
 {
     // Closing means the user has seen the alerts.
-    m_alerts.clear();
+    m_texts.clear();
     m_current = 0;
     m_text->clear();
     updateView();

@@ -3,7 +3,7 @@
 #include "messaging/Alert.h"
 
 #include <QDialog>
-#include <QList>
+#include <QStringList>
 
 class QCloseEvent;
 class QEvent;
@@ -11,17 +11,20 @@ class QPushButton;
 class QTextEdit;
 
 // Pages through the alerts the scan daemon raised since the window was last closed, one at a
-// time. Closing the window discards them; Escape only hides it.
+// time. Closing the window discards them; Escape only hides it. It keeps the newest MaxAlerts,
+// each expanded once, so a flood of alerts cannot take the desktop's memory.
 class AlertViewer final : public QDialog
 {
     Q_OBJECT
 
 public:
+    static constexpr int MaxAlerts = 1000;
+
     explicit AlertViewer(QWidget* parent = nullptr);
 
     // Appended at the end, so whatever the user is reading stays in view.
     void addAlert(const Alert& alert);
-    int count() const { return int(m_alerts.size()); }
+    int count() const { return int(m_texts.size()); }
     int current() const { return m_current; }
 
 protected:
@@ -32,9 +35,12 @@ private:
     void languageChange();
     void showAlert(int position);
     void updateView();
+    void logDropped();
 
-    QList<Alert> m_alerts;
+    QStringList m_texts;
     int m_current = 0;
+    // Alerts dropped since the last log line about them.
+    int m_dropped = 0;
     QPushButton* m_previousButton;
     QPushButton* m_nextButton;
     QTextEdit* m_text;

@@ -101,6 +101,18 @@ private slots:
         QCOMPARE(alert.text(), expected);
     }
 
+    void longTextIsCut()
+    {
+        Alert alert;
+        alert.fieldF = QString(1000, 'f');
+        alert.format = QStringLiteral("~F").repeated(100000);
+        const QString text = alert.text();
+        QCOMPARE(text.size(), Alert::MaxTextLength);
+        QCOMPARE(text, QString(Alert::MaxTextLength - 1, 'f') + QChar(0x2026));
+        alert.format = QString(Alert::MaxTextLength, 'x');
+        QCOMPARE(alert.text(), alert.format);
+    }
+
     void missingFieldsLeaveNoTrace()
     {
         Alert alert;

@@ -1,6 +1,7 @@
 #include "messaging/ChannelSupervisor.h"
 #include "Wire.h"
 
+#include <QProcess>
 #include <QSignalSpy>
 #include <QtTest>
 
@@ -107,6 +108,31 @@ private slots:
         channels.reportUpdateResult(false);
         QVERIFY(management.accept());
         QCOMPARE(management.waitForFrames(5), managementRequests(15));
+    }
+
+    void strangersSocketIsRefused()
+    {
+        if (::getuid() != 0)
+            QSKIP("binding as another user needs root");
+        // Another user took the scan daemon's name while it was away.
+        const QByteArray name = "\\0" + ChannelAddress::name(Channel::ScanDaemon);
+        QProcess stranger;
+        stranger.start("setpriv", {"--reuid=65534", "--regid=65534", "--clear-groups", "/usr/bin/python3", "-c",
+                                   "import socket, time\ns = socket.socket(socket.AF_UNIX)\ns.bind(b'" + name
+                                       + "'.ljust(108, b'\\0'))\ns.listen()\nprint('ready', flush=True)\n"
+                                         "s.accept()\nprint('tried', flush=True)\ntime.sleep(30)"});
+        QVERIFY(stranger.waitForReadyRead(5000));
+        ChannelSupervisor channels;
+        channels.start();
+        QByteArray said;
+        QTRY_VERIFY((said += stranger.readAll()).contains("tried"));
+        QVERIFY(!channels.isUp(Channel::ScanDaemon));
+        stranger.kill();
+        stranger.waitForFinished();
+
+        Peer scanDaemon(Channel::ScanDaemon);
+        QVERIFY(scanDaemon.accept());
+        QVERIFY(channels.isUp(Channel::ScanDaemon));
     }
 
     void daemonMustBindTheFullAddress()

@@ -55,6 +55,20 @@ private slots:
         QCOMPARE(state(), QStringLiteral("Mireval - Alert 2 of 3|two\n|1|1"));
     }
 
+    void floodKeepsTheNewest()
+    {
+        m_viewer->addAlert(alert("a0"));
+        m_viewer->addAlert(alert("a1"));
+        click("nextButton");
+        for (int i = 2; i < AlertViewer::MaxAlerts; ++i)
+            m_viewer->addAlert(alert(QStringLiteral("a%1").arg(i)));
+        QCOMPARE(state(), QStringLiteral("Mireval - Alert 2 of 1000|a1\n|1|1"));
+        m_viewer->addAlert(alert("new"));
+        QCOMPARE(state(), QStringLiteral("Mireval - Alert 1 of 1000|a1\n|0|1"));
+        m_viewer->addAlert(alert("newer"));
+        QCOMPARE(state(), QStringLiteral("Mireval - Alert 1 of 1000|a2\n|0|1"));
+    }
+
     void closingDiscardsEscapeKeeps()
     {
         m_viewer->addAlert(alert("one"));

@@ -53,8 +53,9 @@ void SignalBridge::handle(int signal)
     }
     const int savedErrno = errno;
     const int token = quit ? QuitToken : WakeUpToken;
-    // A full bridge already holds a pending wake-up, which is enough.
-    ::send(fd, &token, sizeof token, MSG_DONTWAIT | MSG_NOSIGNAL);
+    // A full bridge already holds a pending wake-up, which is enough; a quit must not be lost.
+    if (::send(fd, &token, sizeof token, MSG_DONTWAIT | MSG_NOSIGNAL) != sizeof token && quit)
+        _exit(0);
     errno = savedErrno;
 }
 

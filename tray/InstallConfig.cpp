@@ -10,10 +10,14 @@ QByteArray InstallConfig::installDirectory(const char* configPath)
         return DefaultDirectory;
     int c;
     while ((c = std::fgetc(file)) != EOF && c != '=') { }
-    while (c != EOF && (c == '=' || std::isspace(c)))
-        c = std::fgetc(file);
+    if (c == '=') {
+        do
+            c = std::fgetc(file);
+        while (c != EOF && std::isspace(c));
+    }
     QByteArray word;
-    while (c != EOF && !std::isspace(c)) {
+    // A word longer than any path cannot make a tool path, so there is no use reading on.
+    while (c != EOF && c != '\0' && !std::isspace(c) && word.size() <= MaxToolPath) {
         word.append(char(c));
         c = std::fgetc(file);
     }

@@ -11,8 +11,9 @@ public:
     static constexpr const char* ToolPath = "/calvorin_antivirus/qelnrwrap";
     static constexpr int MaxToolPath = 4095;
 
-    // The first word after the file's first "=", whatever precedes it; the default
-    // directory when the file is missing or holds no such word.
+    // The one word after the file's first "=", whatever precedes it: blanks before it are
+    // skipped, and a blank, a line end or a NUL ends it. The default directory when the file
+    // is missing or holds no such word.
     static QByteArray installDirectory(const char* configPath);
     // The update tool below the install directory, or empty when the path would be too long.
     static QByteArray updateTool(const char* configPath);

@@ -70,6 +70,10 @@ private slots:
         QTest::newRow("blanks around") << QByteArray("k = \t/opt/x y") << QByteArray("/opt/x");
         QTest::newRow("no =") << QByteArray("/srv/av\n") << QByteArray("/opt/Calvorin");
         QTest::newRow("no word") << QByteArray("dir=  \n") << QByteArray("/opt/Calvorin");
+        QTest::newRow("==") << QByteArray("dir==/srv/av") << QByteArray("=/srv/av");
+        QTest::newRow("= =") << QByteArray("dir= =/srv/av") << QByteArray("=/srv/av");
+        QTest::newRow("NUL inside") << QByteArray("dir=/srv\0/av", 12) << QByteArray("/srv");
+        QTest::newRow("next line") << QByteArray("dir=\n/srv/av x") << QByteArray("/srv/av");
     }
 
     void installDirectory()

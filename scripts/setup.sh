@@ -4,7 +4,7 @@
 set -euo pipefail
 
 packages=(
-    g++ cmake ninja-build pkg-config
+    g++ cmake ninja-build pkg-config clang libclang-rt-14-dev
     qt6-base-dev qt6-l10n-tools qtbase5-dev qttools5-dev-tools qt5-style-plugins
     libbenchmark-dev
     xvfb trayer xdotool x11-utils imagemagick librsvg2-bin

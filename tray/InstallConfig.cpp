@@ -5,9 +5,16 @@
 
 QByteArray InstallConfig::installDirectory(const char* configPath)
 {
-    std::FILE* file = std::fopen(configPath, "r");
+    std::FILE* file = std::fopen(configPath, "re");
     if (!file)
         return DefaultDirectory;
+    const QByteArray directory = installDirectory(file);
+    std::fclose(file);
+    return directory;
+}
+
+QByteArray InstallConfig::installDirectory(std::FILE* file)
+{
     int c;
     while ((c = std::fgetc(file)) != EOF && c != '=') { }
     if (c == '=') {
@@ -21,7 +28,6 @@ QByteArray InstallConfig::installDirectory(const char* configPath)
         word.append(char(c));
         c = std::fgetc(file);
     }
-    std::fclose(file);
     return word.isEmpty() ? QByteArray(DefaultDirectory) : word;
 }
 

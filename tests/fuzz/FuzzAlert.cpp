@@ -1,0 +1,15 @@
+// Arbitrary alert records: decoded and expanded, the text must stay within its bound.
+#include "messaging/Alert.h"
+
+#include <cstdint>
+#include <cstdlib>
+#include <vector>
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+{
+    const std::vector<unsigned char> record(data, data + size);
+    const Alert alert = Alert::fromRecord(record.data(), int(record.size()));
+    if (alert.text().size() > Alert::MaxTextLength)
+        std::abort();
+    return 0;
+}

@@ -48,7 +48,6 @@ WardletApp::WardletApp(int& argc, char** argv)
     connect(&m_trayIcon, &TrayIcon::openRequested, this, &WardletApp::showStatusWindow);
     connect(&m_trayIcon, &TrayIcon::quitRequested, this, &QCoreApplication::quit);
 
-    connectStatusWindow();
     connect(&m_updateLauncher, &UpdateLauncher::finished, &m_channels,
             &ChannelSupervisor::reportUpdateResult);
 
@@ -57,12 +56,29 @@ WardletApp::WardletApp(int& argc, char** argv)
     connect(this, &QGuiApplication::saveStateRequest, this, &WardletApp::saveSessionState);
 }
 
-void WardletApp::connectStatusWindow()
+StatusWindow& WardletApp::statusWindow()
 {
-    StatusWindow& window = m_statusWindow;
+    if (m_statusWindow)
+        return *m_statusWindow;
+    StatusWindow& window = m_statusWindow.emplace();
     window.setUpdateEnabled(m_updateLauncher.canLaunch());
+    window.setUpdateRunning(m_updateLauncher.isRunning());
     window.setScannerState(m_status.scannerText());
     window.setScanState(m_status.scanText());
+    // Values no daemon has reported yet keep the window's blank placeholders.
+    const std::pair<const QString&, void (StatusWindow::*)(const QString&)> texts[]
+        = {{m_status.productVersion(), &StatusWindow::setProductVersion},
+           {m_status.engineVersion(), &StatusWindow::setEngineVersion},
+           {m_status.definitionsVersion(), &StatusWindow::setDefinitionsVersion},
+           {m_status.server(), &StatusWindow::setServer},
+           {m_status.group(), &StatusWindow::setGroup},
+           {m_status.connectedTime(), &StatusWindow::setConnectedTime},
+           {m_status.location(), &StatusWindow::setLocation},
+           {m_status.policyNumber(), &StatusWindow::setPolicyNumber}};
+    for (const auto& [text, setter] : texts) {
+        if (!text.isNull())
+            (window.*setter)(text);
+    }
     connect(&m_status, &StatusModel::scannerTextChanged, &window, &StatusWindow::setScannerState);
     connect(&m_status, &StatusModel::scanTextChanged, &window, &StatusWindow::setScanState);
     connect(&m_status, &StatusModel::productVersionChanged, &window, &StatusWindow::setProductVersion);
@@ -78,6 +94,7 @@ void WardletApp::connectStatusWindow()
             &StatusWindow::setUpdateEnabled);
     connect(&m_updateLauncher, &UpdateLauncher::runningChanged, &window, &StatusWindow::setUpdateRunning);
     connect(&window, &StatusWindow::updateRequested, &m_updateLauncher, &UpdateLauncher::launch);
+    return window;
 }
 
 void WardletApp::start()
@@ -89,24 +106,20 @@ void WardletApp::start()
 
 void WardletApp::showStatusWindow()
 {
-    if (m_statusWindow.isVisible()) {
-        m_statusWindow.raise();
-        m_statusWindow.activateWindow();
+    StatusWindow& window = statusWindow();
+    if (window.isVisible()) {
+        window.raise();
+        window.activateWindow();
     } else {
-        m_statusWindow.setVisible(true);
+        window.setVisible(true);
     }
 }
 
 void WardletApp::showAlert(const Alert& alert)
 {
-    m_alertViewer.addAlert(alert);
-    // An open viewer is only raised: the user may be typing elsewhere.
-    if (m_alertViewer.isVisible()) {
-        m_alertViewer.raise();
-    } else {
-        m_alertViewer.setVisible(true);
-        m_alertViewer.activateWindow();
-    }
+    if (!m_alertViewer)
+        m_alertViewer.emplace();
+    m_alertViewer->addAlert(alert);
 }
 
 // Every wake-up refreshes the daemons' state a second later; one that a second copy sent also

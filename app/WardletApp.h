@@ -11,6 +11,8 @@
 
 #include <QApplication>
 
+#include <optional>
+
 class QSessionManager;
 
 // The application: builds the daemon channels, the status model, the tray icon, the windows
@@ -26,7 +28,8 @@ public:
     void start();
 
 private:
-    void connectStatusWindow();
+    // The windows are built when first needed, so start-up only shows the icon.
+    StatusWindow& statusWindow();
     void showStatusWindow();
     void showAlert(const Alert& alert);
     void wakeUp();
@@ -38,7 +41,7 @@ private:
     StatusModel m_status;
     UpdateLauncher m_updateLauncher;
     TrayIcon m_trayIcon;
-    StatusWindow m_statusWindow;
-    AlertViewer m_alertViewer;
+    std::optional<StatusWindow> m_statusWindow;
+    std::optional<AlertViewer> m_alertViewer;
     SignalBridge m_signals;
 };

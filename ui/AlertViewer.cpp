@@ -40,6 +40,9 @@ AlertViewer::AlertViewer(QWidget* parent)
     layout->addItem(new QSpacerItem(8, 0, QSizePolicy::Minimum, QSizePolicy::Minimum), 5, 3, 1, 1);
     layout->addItem(new QSpacerItem(8, 8, QSizePolicy::Minimum, QSizePolicy::Minimum), 6, 4, 1, 1);
 
+    m_presenter.setSingleShot(true);
+    connect(&m_presenter, &QTimer::timeout, this, &AlertViewer::present);
+
     languageChange();
     updateView();
     resize(QSize(480, 360).expandedTo(minimumSizeHint()));
@@ -62,7 +65,20 @@ void AlertViewer::addAlert(const Alert& alert)
     // The first alert after an empty list is shown; later ones only change the count.
     if (m_texts.size() == 1)
         m_text->setText(m_texts.first());
+    if (!m_presenter.isActive())
+        m_presenter.start(0);
+}
+
+void AlertViewer::present()
+{
     updateView();
+    // An open viewer is only raised: the user may be typing elsewhere.
+    if (isVisible()) {
+        raise();
+    } else {
+        setVisible(true);
+        activateWindow();
+    }
 }
 
 void AlertViewer::logDropped()
@@ -98,6 +114,7 @@ void AlertViewer::languageChange()
 void AlertViewer::closeEvent(QCloseEvent* event)
 {
     // Closing means the user has seen the alerts.
+    m_presenter.stop();
     m_texts.clear();
     m_current = 0;
     m_text->clear();

@@ -4,6 +4,7 @@
 
 #include <QDialog>
 #include <QStringList>
+#include <QTimer>
 
 class QCloseEvent;
 class QEvent;
@@ -22,7 +23,8 @@ public:
 
     explicit AlertViewer(QWidget* parent = nullptr);
 
-    // Appended at the end, so whatever the user is reading stays in view.
+    // Appended at the end, so whatever the user is reading stays in view. The window comes up
+    // (or to the front) once the burst the alert came in has been read.
     void addAlert(const Alert& alert);
     int count() const { return int(m_texts.size()); }
     int current() const { return m_current; }
@@ -35,8 +37,10 @@ private:
     void languageChange();
     void showAlert(int position);
     void updateView();
+    void present();
     void logDropped();
 
+    QTimer m_presenter;
     QStringList m_texts;
     int m_current = 0;
     // Alerts dropped since the last log line about them.

@@ -32,47 +32,47 @@ class TestAlertViewer final : public QObject
     void click(const char* button) { m_viewer->findChild<QPushButton*>(button)->click(); }
 
 private slots:
-    void init()
-    {
-        m_viewer = new AlertViewer;
-        m_viewer->show();
-    }
+    void init() { m_viewer = new AlertViewer; }
     void cleanup() { delete m_viewer; }
 
     void paging()
     {
         m_viewer->addAlert(alert("one"));
-        QCOMPARE(state(), QStringLiteral("Mireval - Alert 1 of 1|one\n|0|0"));
+        // The first alert brings the window up.
+        QTRY_VERIFY(m_viewer->isVisible());
+        QTRY_COMPARE(state(), QStringLiteral("Mireval - Alert 1 of 1|one\n|0|0"));
         m_viewer->addAlert(alert("two"));
         m_viewer->addAlert(alert("three"));
         // A new alert never moves the view.
-        QCOMPARE(state(), QStringLiteral("Mireval - Alert 1 of 3|one\n|0|1"));
+        QTRY_COMPARE(state(), QStringLiteral("Mireval - Alert 1 of 3|one\n|0|1"));
         click("nextButton");
-        QCOMPARE(state(), QStringLiteral("Mireval - Alert 2 of 3|two\n|1|1"));
+        QTRY_COMPARE(state(), QStringLiteral("Mireval - Alert 2 of 3|two\n|1|1"));
         click("nextButton");
-        QCOMPARE(state(), QStringLiteral("Mireval - Alert 3 of 3|three\n|1|0"));
+        QTRY_COMPARE(state(), QStringLiteral("Mireval - Alert 3 of 3|three\n|1|0"));
         click("previousButton");
-        QCOMPARE(state(), QStringLiteral("Mireval - Alert 2 of 3|two\n|1|1"));
+        QTRY_COMPARE(state(), QStringLiteral("Mireval - Alert 2 of 3|two\n|1|1"));
     }
 
     void floodKeepsTheNewest()
     {
         m_viewer->addAlert(alert("a0"));
         m_viewer->addAlert(alert("a1"));
+        QTRY_COMPARE(state(), QStringLiteral("Mireval - Alert 1 of 2|a0\n|0|1"));
         click("nextButton");
         for (int i = 2; i < AlertViewer::MaxAlerts; ++i)
             m_viewer->addAlert(alert(QStringLiteral("a%1").arg(i)));
-        QCOMPARE(state(), QStringLiteral("Mireval - Alert 2 of 1000|a1\n|1|1"));
+        QTRY_COMPARE(state(), QStringLiteral("Mireval - Alert 2 of 1000|a1\n|1|1"));
         m_viewer->addAlert(alert("new"));
-        QCOMPARE(state(), QStringLiteral("Mireval - Alert 1 of 1000|a1\n|0|1"));
+        QTRY_COMPARE(state(), QStringLiteral("Mireval - Alert 1 of 1000|a1\n|0|1"));
         m_viewer->addAlert(alert("newer"));
-        QCOMPARE(state(), QStringLiteral("Mireval - Alert 1 of 1000|a2\n|0|1"));
+        QTRY_COMPARE(state(), QStringLiteral("Mireval - Alert 1 of 1000|a2\n|0|1"));
     }
 
     void closingDiscardsEscapeKeeps()
     {
         m_viewer->addAlert(alert("one"));
         m_viewer->addAlert(alert("two"));
+        QTRY_VERIFY(m_viewer->isVisible());
         QTest::keyClick(m_viewer, Qt::Key_Escape);
         QVERIFY(!m_viewer->isVisible());
         QCOMPARE(m_viewer->count(), 2);
@@ -81,7 +81,7 @@ private slots:
         m_viewer->close();
         QCOMPARE(m_viewer->count(), 0);
         m_viewer->addAlert(alert("three"));
-        QCOMPARE(state(), QStringLiteral("Mireval - Alert 1 of 1|three\n|0|0"));
+        QTRY_COMPARE(state(), QStringLiteral("Mireval - Alert 1 of 1|three\n|0|0"));
     }
 };
 

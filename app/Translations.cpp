@@ -1,25 +1,37 @@
 #include "Translations.h"
 
 #include <QCoreApplication>
+#include <QLibraryInfo>
 #include <QLocale>
 
 namespace {
 
-// Files are named after the English name of the system language ("qt_German", "wardlet_C")
-// and looked for in the current directory. A missing file is no error: the texts stay English.
-void install(QTranslator& translator, const QString& prefix)
+QString qtTranslationsDirectory()
 {
-    const QString language = QLocale::languageToString(QLocale::system().language());
-    static_cast<void>(translator.load(prefix + language, QStringLiteral(".")));
-    QCoreApplication::installTranslator(&translator);
+#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
+    return QLibraryInfo::path(QLibraryInfo::TranslationsPath);
+#else
+    return QLibraryInfo::location(QLibraryInfo::TranslationsPath);
+#endif
 }
 
 } // namespace
 
 Translations::Translations()
 {
-    install(m_qt, QStringLiteral("qt_"));
-    install(m_program, QStringLiteral("wardlet_"));
+    const QLocale locale;
+    if (m_qt.load(locale, QStringLiteral("qt"), QStringLiteral("_"), qtTranslationsDirectory()))
+        QCoreApplication::installTranslator(&m_qt);
+
+    // A file in the current directory named after the language in English ("wardlet_German")
+    // comes first, so a translator can try a translation without installing it; then the
+    // installed one for the user's locale, where "de_AT" finds "wardlet_de".
+    const QString language = QLocale::languageToString(locale.language());
+    const QString installed
+        = QCoreApplication::applicationDirPath() + QStringLiteral("/../share/wardlet/translations");
+    if (m_program.load(QStringLiteral("wardlet_") + language, QStringLiteral("."))
+        || m_program.load(locale, QStringLiteral("wardlet"), QStringLiteral("_"), installed))
+        QCoreApplication::installTranslator(&m_program);
 }
 
 Translations::~Translations()

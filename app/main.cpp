@@ -1,3 +1,4 @@
+#include "app/CommandLine.h"
 #include "app/SignalBridge.h"
 #include "app/SingleInstance.h"
 #include "app/WardletApp.h"
@@ -23,6 +24,12 @@ QStyle* createStyle()
 
 int main(int argc, char** argv)
 {
+    QCoreApplication::setApplicationName(QStringLiteral("wardlet"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(WARDLET_VERSION));
+    QGuiApplication::setDesktopFileName(QStringLiteral("wardlet"));
+    if (const std::optional<int> status = CommandLine::handle(argc, argv))
+        return *status;
+
     openlog("wardlet", LOG_PID, LOG_USER);
     SingleInstance instance;
     if (!instance.claim())

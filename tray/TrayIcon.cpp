@@ -38,7 +38,7 @@ TrayIcon::Picture TrayIcon::pictureFor(ScannerState scanner, bool scanDaemonRunn
     case ManagementState::Online:
         return Picture::Online;
     case ManagementState::Disabled:
-        return Picture::Unprotected;
+        return Picture::ManagementAway;
     case ManagementState::Offline:
         return Picture::Offline;
     }
@@ -75,9 +75,9 @@ void TrayIcon::create()
 {
     if (!m_shown)
         return;
-    m_icon = new QSystemTrayIcon(m_pictures[int(m_picture)], this);
+    m_icon = new QSystemTrayIcon(icon(m_picture), this);
     m_icon->setContextMenu(&m_menu);
-    m_icon->setToolTip(QCoreApplication::translate("WardletApp", "Trevanta"));
+    m_icon->setToolTip(toolTip(m_picture));
     // Should anything ever destroy the icon, the user gets it back.
     connect(m_icon, &QObject::destroyed, this, [this] {
         m_icon = nullptr;
@@ -91,8 +91,45 @@ void TrayIcon::setPicture(Picture picture)
     if (picture == m_picture)
         return;
     m_picture = picture;
-    if (m_icon)
-        m_icon->setIcon(m_pictures[int(picture)]);
+    if (!m_icon)
+        return;
+    m_icon->setIcon(icon(picture));
+    m_icon->setToolTip(toolTip(picture));
+}
+
+QIcon TrayIcon::icon(Picture picture) const
+{
+    return m_pictures[int(picture == Picture::ManagementAway ? Picture::Unprotected : picture)];
+}
+
+// The picture in words, for those who cannot tell the badges' colours apart or use a screen reader.
+QString TrayIcon::toolTip(Picture picture)
+{
+    const char* sentence = nullptr;
+    switch (picture) {
+    case Picture::Shield:
+        sentence = QT_TRANSLATE_NOOP("WardletApp", "Protected.");
+        break;
+    case Picture::Online:
+        sentence = QT_TRANSLATE_NOOP("WardletApp", "Protected and in touch with the management server.");
+        break;
+    case Picture::Unprotected:
+        sentence = QT_TRANSLATE_NOOP(
+            "WardletApp", "Not protected: the real-time scanner or the scan daemon is not running.");
+        break;
+    case Picture::Offline:
+        sentence = QT_TRANSLATE_NOOP("WardletApp", "Protected, but the management server cannot be reached.");
+        break;
+    case Picture::Unknown:
+        sentence
+            = QT_TRANSLATE_NOOP("WardletApp", "Protected. The management client reports an unknown state.");
+        break;
+    case Picture::ManagementAway:
+        sentence = QT_TRANSLATE_NOOP("WardletApp", "Protected, but the management client cannot be reached.");
+        break;
+    }
+    return QCoreApplication::translate("WardletApp", "Trevanta") + QLatin1Char('\n')
+        + QCoreApplication::translate("WardletApp", sentence);
 }
 
 void TrayIcon::setShown(bool shown)

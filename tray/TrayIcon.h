@@ -16,13 +16,15 @@ class TrayIcon final : public QObject
     Q_OBJECT
 
 public:
+    // What the icon shows. Each has its own tool tip; ManagementAway shares the red badge.
     enum class Picture
     {
         Shield, // protected, management state unknown or self-managed
         Online, // protected and managed by a server that is reachable
-        Unprotected, // also: protected, but the management client is away
+        Unprotected,
         Offline, // protected, the management server is not reachable
         Unknown, // protected, management state not one we know
+        ManagementAway, // protected, but the management client is away
     };
     static Picture pictureFor(ScannerState scanner, bool scanDaemonRunning, ManagementState management);
 
@@ -43,8 +45,11 @@ signals:
 
 private:
     void create();
+    QIcon icon(Picture picture) const;
+    static QString toolTip(Picture picture);
 
     QMenu m_menu;
+    // The compiled-in 22 px pictures, with a 44 px rendering of each for high-DPI panels.
     QIcon m_pictures[5];
     QSystemTrayIcon* m_icon = nullptr;
     Picture m_picture = Picture::Shield;

@@ -37,7 +37,7 @@ private slots:
         QTest::newRow("unknown") << 1 << true << 0 << Picture::Shield;
         QTest::newRow("self-managed") << 1 << true << 1 << Picture::Shield;
         QTest::newRow("online") << 1 << true << 2 << Picture::Online;
-        QTest::newRow("management away") << 1 << true << 3 << Picture::Unprotected;
+        QTest::newRow("management away") << 1 << true << 3 << Picture::ManagementAway;
         QTest::newRow("offline") << 1 << true << 4 << Picture::Offline;
         QTest::newRow("unknown state 5") << 1 << true << 5 << Picture::Unknown;
         QTest::newRow("negative state") << 1 << true << -1 << Picture::Unknown;
@@ -74,7 +74,6 @@ private slots:
         TrayIcon tray;
         QSignalSpy open(&tray, &TrayIcon::openRequested);
         QSignalSpy quit(&tray, &TrayIcon::quitRequested);
-        QCOMPARE(tray.icon()->toolTip(), QStringLiteral("Trevanta"));
         const QList<QAction*> actions = tray.icon()->contextMenu()->actions();
         QCOMPARE(actions.size(), 3);
         QCOMPARE(actions[0]->text(), QStringLiteral("Open &Trevanta"));

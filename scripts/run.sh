@@ -5,7 +5,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-scripts/setup.sh
+scripts/setup.sh run
 dir=$(scripts/build.sh)
 export WARDLET_SOCKET_SUFFIX="-run$$"
 tmp=$(mktemp -d)

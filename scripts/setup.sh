@@ -1,17 +1,28 @@
 #!/usr/bin/env bash
-# Installs what building, running and testing wardlet needs, from Debian's packages.
+# Installs from Debian's packages what building and running wardlet needs (setup.sh run), or
+# that and everything the tests, the fuzzing and the package need (setup.sh test, the default).
 # Idempotent: does nothing when everything is there already.
 set -euo pipefail
 
-packages=(
-    g++ cmake ninja-build pkg-config clang libclang-rt-14-dev
-    qt6-base-dev qt6-l10n-tools qtbase5-dev qttools5-dev-tools qt5-style-plugins
-    libbenchmark-dev
-    xvfb trayer xdotool x11-utils imagemagick librsvg2-bin
-    dbus-x11 at-spi2-core python3-pyatspi python3-gi
-    fonts-dejavu-core fonts-urw-base35
-    procps
+build=(g++ cmake ninja-build pkg-config qt6-base-dev qt6-tools-dev qt6-l10n-tools librsvg2-bin)
+# A virtual display with a tray host, for running without a desktop.
+headless=(xvfb trayer xdotool x11-utils imagemagick dbus-x11 fonts-dejavu-core)
+tests=(
+    qtbase5-dev qttools5-dev qttools5-dev-tools qt5-style-plugins
+    libbenchmark-dev clang libclang-rt-14-dev
+    at-spi2-core python3-pyatspi python3-gi fonts-urw-base35 procps util-linux
+    haskell-status-notifier-item-utils haskell-gtk-sni-tray-utils
+    desktop-file-utils appstream groff dpkg-dev
 )
+
+case "${1:-test}" in
+run)
+    packages=("${build[@]}")
+    [ -n "${DISPLAY:-}" ] || packages+=("${headless[@]}")
+    ;;
+test) packages=("${build[@]}" "${headless[@]}" "${tests[@]}") ;;
+*) echo "setup: usage: setup.sh [run|test]" >&2; exit 2 ;;
+esac
 
 missing=()
 for package in "${packages[@]}"; do

@@ -12,6 +12,6 @@ while [ $# -gt 0 ]; do
     esac
 done
 
-scripts/setup.sh
+scripts/setup.sh test
 dir=$(scripts/build.sh "${build_args[@]}")
 ctest --test-dir "$dir" --output-on-failure -j"$(nproc)" "$@"

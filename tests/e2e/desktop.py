@@ -222,10 +222,11 @@ class DesktopTest(unittest.TestCase):
 
     def start_wardlet(self, argv=(WARDLET,), log_name="wardlet", cwd=None, **env):
         """Starts a wardlet; it becomes self.wardlet unless one is running."""
-        def others():  # what wardlet would take for a running copy of itself
-            return [pid for pid in pgrep("-U", str(os.getuid()), "wardlet") if pid not in self.pids]
+        def others():  # what wardlet would take for a running copy of itself: the same executable
+            return [pid for pid in pgrep("-U", str(os.getuid()), "wardlet") if pid not in self.pids
+                    and os.path.realpath(f"/proc/{pid}/exe") == os.path.realpath(argv[0])]
         self.assertTrue(wait_until(lambda: not others(), 10),
-                        f"processes {others()} have wardlet in their names; wardlet would take one for itself")
+                        f"processes {others()} run wardlet; it would take one for its running copy")
         process = self.spawn(list(argv), log_name, cwd=cwd, stdin=subprocess.DEVNULL, env=dict(
             self.env, QT_ACCESSIBILITY="1", QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1",
             WARDLET_SOCKET_SUFFIX=self.suffix, **env))

@@ -1,6 +1,8 @@
 """One copy per user: a second start wakes the running copy and leaves."""
 
 import os
+import shutil
+import subprocess
 import time
 import unittest
 
@@ -26,6 +28,28 @@ class SingleInstance(DesktopTest):
         self.assertTrue(wait_until(lambda: not os.path.exists(wake_up_file(first.pid)), 2), "the wake-up file stays")
         self.assertEqual(len(self.tray_icons()), 1, "the second start put up an icon")
         self.assertNotIn("kvs: connected", self.sim.lines(mark), "the second start connected")
+        self.assertIsNone(first.poll())
+
+
+    def test_options_and_strangers_leave_copies_alone(self):
+        # Another program of the user's with "wardlet" in its name is no copy of this one.
+        helper = os.path.join(self.tmp, "wardlet-helper")
+        shutil.copy("/bin/sleep", helper)
+        stranger = self.spawn([helper, "60"], "stranger")
+        first = self.start_wardlet()
+        self.wait_requests()
+        self.assertIsNone(stranger.poll(), "starting wardlet ended another program")
+
+        # Options are answered before the check for a running copy, which they never reach.
+        env = dict(self.env, WARDLET_SOCKET_SUFFIX=self.suffix)
+        for option, status, answer in (("--help", 0, r"Usage: wardlet \[options\]"),
+                                       ("--version", 0, r"^wardlet \d+\.\d+\.\d+\n$"),
+                                       ("--bogus", 2, r"^wardlet: Unknown option 'bogus'\.\n$")):
+            run = subprocess.run([WARDLET, option], env=env, capture_output=True, text=True, timeout=5)
+            self.assertEqual(run.returncode, status, option)
+            self.assertRegex(run.stdout if status == 0 else run.stderr, answer)
+        self.assertFalse(os.path.exists(wake_up_file(first.pid)), "an option woke the running copy")
+        self.assertFalse(self.windows("Trevanta"))
         self.assertIsNone(first.poll())
 
 

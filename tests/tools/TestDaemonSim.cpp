@@ -30,25 +30,25 @@ const timeval Patience{3, 0};
 class TrayEnd
 {
 public:
-    TrayEnd() { ::setsockopt(_fd, SOL_SOCKET, SO_RCVTIMEO, &Patience, sizeof Patience); }
-    ~TrayEnd() { ::close(_fd); }
+    TrayEnd() { ::setsockopt(m_fd, SOL_SOCKET, SO_RCVTIMEO, &Patience, sizeof Patience); }
+    ~TrayEnd() { ::close(m_fd); }
 
     bool connectTo(const QByteArray& name)
     {
         const sockaddr_un address = ChannelAddress::address(name);
-        return ::connect(_fd, reinterpret_cast<const sockaddr*>(&address), ChannelAddress::Length) == 0;
+        return ::connect(m_fd, reinterpret_cast<const sockaddr*>(&address), ChannelAddress::Length) == 0;
     }
 
     bool send(const QByteArray& bytes)
     {
-        return ::send(_fd, bytes.constData(), size_t(bytes.size()), MSG_NOSIGNAL) == bytes.size();
+        return ::send(m_fd, bytes.constData(), size_t(bytes.size()), MSG_NOSIGNAL) == bytes.size();
     }
 
     // Up to count bytes; fewer when the simulator falls silent or hangs up.
     QByteArray read(int count)
     {
         QByteArray bytes(count, '\0');
-        const ssize_t n = ::recv(_fd, bytes.data(), size_t(count), MSG_WAITALL);
+        const ssize_t n = ::recv(m_fd, bytes.data(), size_t(count), MSG_WAITALL);
         return bytes.left(int(qMax<ssize_t>(n, 0)));
     }
 
@@ -56,11 +56,11 @@ public:
     bool closedByPeer()
     {
         char byte;
-        return ::recv(_fd, &byte, 1, 0) == 0;
+        return ::recv(m_fd, &byte, 1, 0) == 0;
     }
 
 private:
-    int _fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    int m_fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
 };
 
 } // namespace
@@ -74,17 +74,19 @@ private slots:
     void init()
     {
         static int run = 0;
-        _suffix = QStringLiteral(".simtest%1-%2").arg(QCoreApplication::applicationPid()).arg(++run).toUtf8();
-        _sim.start(QStringLiteral(DAEMON_SIM_PATH), {QStringLiteral("--suffix"), QString::fromUtf8(_suffix)});
-        QVERIFY(_sim.waitForStarted());
+        m_suffix
+            = QStringLiteral(".simtest%1-%2").arg(QCoreApplication::applicationPid()).arg(++run).toUtf8();
+        m_sim.start(QStringLiteral(DAEMON_SIM_PATH),
+                    {QStringLiteral("--suffix"), QString::fromUtf8(m_suffix)});
+        QVERIFY(m_sim.waitForStarted());
         QCOMPARE(nextLine(), "kvs: listening on @" + kvsName());
-        QCOMPARE(nextLine(), QStringLiteral("pdx: listening on @Calvorin-PdxIPC") + _suffix);
+        QCOMPARE(nextLine(), QStringLiteral("pdx: listening on @Calvorin-PdxIPC") + m_suffix);
     }
 
     void cleanup()
     {
-        _sim.kill();
-        _sim.waitForFinished();
+        m_sim.kill();
+        m_sim.waitForFinished();
     }
 
     // Requests are answered and logged decoded, unknown ones by id and length; changes are pushed.
@@ -128,7 +130,7 @@ private slots:
     }
 
 private:
-    QByteArray kvsName() const { return "Calvorin-trayIPC" + _suffix; }
+    QByteArray kvsName() const { return "Calvorin-trayIPC" + m_suffix; }
 
     bool connectKvs(TrayEnd& kvs)
     {
@@ -137,19 +139,19 @@ private:
 
     QString nextLine()
     {
-        for (int tries = 0; tries < 30 && !_sim.canReadLine(); ++tries)
-            _sim.waitForReadyRead(100);
-        return QString::fromUtf8(_sim.readLine()).trimmed();
+        for (int tries = 0; tries < 30 && !m_sim.canReadLine(); ++tries)
+            m_sim.waitForReadyRead(100);
+        return QString::fromUtf8(m_sim.readLine()).trimmed();
     }
 
     void command(const char* line)
     {
-        _sim.write(QByteArray(line) + '\n');
-        _sim.waitForBytesWritten(1000);
+        m_sim.write(QByteArray(line) + '\n');
+        m_sim.waitForBytesWritten(1000);
     }
 
-    QByteArray _suffix;
-    QProcess _sim;
+    QByteArray m_suffix;
+    QProcess m_sim;
 };
 
 QTEST_GUILESS_MAIN(TestDaemonSim)

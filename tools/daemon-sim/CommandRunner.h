@@ -44,14 +44,14 @@ private:
     bool runLine(const Line& line);
     void reportError(const Line& line, const QString& message);
 
-    DaemonSimulator* _simulator;
-    QList<Line> _pending;
-    QSocketNotifier* _stdinNotifier = nullptr;
-    QByteArray _stdinBuffer;
-    bool _followsStdin = false;
-    bool _stdinEnded = false;
-    bool _paused = false;
-    bool _finished = false;
+    DaemonSimulator* m_simulator;
+    QList<Line> m_pending;
+    QSocketNotifier* m_stdinNotifier = nullptr;
+    QByteArray m_stdinBuffer;
+    bool m_followsStdin = false;
+    bool m_stdinEnded = false;
+    bool m_paused = false;
+    bool m_finished = false;
     // The channel wait-connected waits for, empty when not waiting.
-    QString _awaitedChannel;
+    QString m_awaitedChannel;
 };

@@ -132,17 +132,17 @@ QString requestDetails(const Request& request, const unsigned char* body, int le
 
 DaemonSimulator::DaemonSimulator(const QByteArray& kvsName, const QByteArray& pdxName, QObject* parent)
     : QObject(parent)
-    , _kvs(QStringLiteral("kvs"), kvsName, KvsServiceId)
-    , _pdx(QStringLiteral("pdx"), pdxName, PdxServiceId)
+    , m_kvs(QStringLiteral("kvs"), kvsName, KvsServiceId)
+    , m_pdx(QStringLiteral("pdx"), pdxName, PdxServiceId)
 {
-    _state.connectedTime = int32_t(std::time(nullptr));
-    watch(&_kvs);
-    watch(&_pdx);
+    m_state.connectedTime = int32_t(std::time(nullptr));
+    watch(&m_kvs);
+    watch(&m_pdx);
 }
 
 bool DaemonSimulator::start()
 {
-    for (SimChannel* channel : {&_kvs, &_pdx}) {
+    for (SimChannel* channel : {&m_kvs, &m_pdx}) {
         QString error;
         if (!channel->listen(error)) {
             Console::error(error);
@@ -156,10 +156,10 @@ bool DaemonSimulator::start()
 
 SimChannel* DaemonSimulator::channel(const QString& label)
 {
-    if (label == _kvs.label())
-        return &_kvs;
-    if (label == _pdx.label())
-        return &_pdx;
+    if (label == m_kvs.label())
+        return &m_kvs;
+    if (label == m_pdx.label())
+        return &m_pdx;
     return nullptr;
 }
 
@@ -197,7 +197,7 @@ QString DaemonSimulator::execute(const QStringList& words)
 
 QString DaemonSimulator::setVg(const QStringList& words)
 {
-    if (words.size() != 2 || !parseU32(words[1], _state.vg))
+    if (words.size() != 2 || !parseU32(words[1], m_state.vg))
         return usage("vg N (0 disabled, 1 enabled, 2 malfunctioning, 3 not installed)");
     sendStatus();
     return {};
@@ -209,11 +209,11 @@ QString DaemonSimulator::setFlag(const QStringList& words)
     if (words.size() != 2 || !parseFlag(words[1], value))
         return usage("running|update-allowed|show-icon 0|1");
     if (words[0] == QLatin1String("running"))
-        _state.running = value;
+        m_state.running = value;
     else if (words[0] == QLatin1String("update-allowed"))
-        _state.updateAllowed = value;
+        m_state.updateAllowed = value;
     else
-        _state.showIcon = value;
+        m_state.showIcon = value;
     sendStatus();
     return {};
 }
@@ -222,9 +222,9 @@ QString DaemonSimulator::setVersions(const QStringList& words)
 {
     if (words.size() != 4)
         return usage("versions PRODUCT ENGINE DEFINITIONS");
-    _state.productVersion = words[1];
-    _state.engineVersion = words[2];
-    _state.defsVersion = words[3];
+    m_state.productVersion = words[1];
+    m_state.engineVersion = words[2];
+    m_state.defsVersion = words[3];
     sendVersions();
     return {};
 }
@@ -238,17 +238,17 @@ QString DaemonSimulator::setDefsDate(const QStringList& words)
     if (words.size() != 5 || !parseU32(words[1], day) || !parseU32(words[2], month)
         || !parseU32(words[3], year) || !parseI32(words[4], revision))
         return usage("defs-date DAY MONTH YEAR REVISION (year 0: waiting for update)");
-    _state.defsDay = day;
-    _state.defsMonth = month;
-    _state.defsYear = year;
-    _state.defsRevision = revision;
+    m_state.defsDay = day;
+    m_state.defsMonth = month;
+    m_state.defsYear = year;
+    m_state.defsRevision = revision;
     sendVersions();
     return {};
 }
 
 QString DaemonSimulator::setScan(const QStringList& words)
 {
-    if (words.size() != 2 || !parseU32(words[1], _state.scanStatus))
+    if (words.size() != 2 || !parseU32(words[1], m_state.scanStatus))
         return usage("scan N");
     sendScanStatus();
     return {};
@@ -258,8 +258,8 @@ QString DaemonSimulator::setSelfManaged(const QStringList& words)
 {
     if (words.size() != 1)
         return usage("selfmanaged");
-    _state.managed = false;
-    _state.online = false;
+    m_state.managed = false;
+    m_state.online = false;
     sendServerReport(PdxServerStatusReport);
     sendServerReport(PdxConnectedTimeReport);
     return {};
@@ -271,15 +271,15 @@ QString DaemonSimulator::setServer(const QStringList& words)
     int32_t time = 0;
     if (mode == QLatin1String("online") && (words.size() == 3 || words.size() == 4)
         && parseTime(words.value(3, QStringLiteral("now")), time)) {
-        _state.online = true;
-        _state.server = words[2];
-        _state.connectedTime = time;
+        m_state.online = true;
+        m_state.server = words[2];
+        m_state.connectedTime = time;
     } else if (mode == QLatin1String("offline") && words.size() == 2) {
-        _state.online = false;
+        m_state.online = false;
     } else {
         return usage("server online ADDRESS [TIME] | server offline");
     }
-    _state.managed = true;
+    m_state.managed = true;
     sendServerReport(PdxServerStatusReport);
     sendServerReport(PdxConnectedTimeReport);
     return {};
@@ -287,7 +287,7 @@ QString DaemonSimulator::setServer(const QStringList& words)
 
 QString DaemonSimulator::setConnectedTime(const QStringList& words)
 {
-    if (words.size() != 2 || !parseTime(words[1], _state.connectedTime))
+    if (words.size() != 2 || !parseTime(words[1], m_state.connectedTime))
         return usage("connected-time TIME|now");
     sendServerReport(PdxConnectedTimeReport);
     return {};
@@ -299,13 +299,13 @@ QString DaemonSimulator::setText(const QStringList& words)
         return usage("group|location|policy TEXT...");
     const QString text = words.mid(1).join(QLatin1Char(' '));
     if (words[0] == QLatin1String("group")) {
-        _state.group = text;
+        m_state.group = text;
         sendTextReport(PdxGroupReport);
     } else if (words[0] == QLatin1String("location")) {
-        _state.location = text;
+        m_state.location = text;
         sendTextReport(PdxLocationReport);
     } else {
-        _state.policy = text;
+        m_state.policy = text;
         sendTextReport(PdxPolicyNumberReport);
     }
     return {};
@@ -316,13 +316,13 @@ QString DaemonSimulator::clearText(const QStringList& words)
     if (words.size() != 1)
         return usage("group-none|location-none|policy-none");
     if (words[0] == QLatin1String("group-none")) {
-        _state.group.reset();
+        m_state.group.reset();
         sendTextReport(PdxGroupReport);
     } else if (words[0] == QLatin1String("location-none")) {
-        _state.location.reset();
+        m_state.location.reset();
         sendTextReport(PdxLocationReport);
     } else {
-        _state.policy.reset();
+        m_state.policy.reset();
         sendTextReport(PdxPolicyNumberReport);
     }
     return {};
@@ -349,7 +349,7 @@ QString DaemonSimulator::sendAlert(const QStringList& words)
     for (const QString& field : fields)
         body.text(field.toUtf8());
     body.text(words[2].toUtf8());
-    transmit(&_kvs, body.body(),
+    transmit(&m_kvs, body.body(),
              QStringLiteral("KvsAlert time=%1 format=%2").arg(time).arg(quoted(words[2])));
     return {};
 }
@@ -359,7 +359,7 @@ QString DaemonSimulator::controlChannels(const QStringList& words)
     const QString target = words.value(1);
     QList<SimChannel*> targets;
     if (target == QLatin1String("all"))
-        targets = {&_kvs, &_pdx};
+        targets = {&m_kvs, &m_pdx};
     else if (SimChannel* one = channel(target))
         targets = {one};
     if (words.size() != 2 || targets.isEmpty())
@@ -406,7 +406,7 @@ QString DaemonSimulator::printStatus(const QStringList& words)
 {
     if (words.size() != 1)
         return usage("status");
-    for (const SimChannel* channel : {&_kvs, &_pdx}) {
+    for (const SimChannel* channel : {&m_kvs, &m_pdx}) {
         Console::print(
             QStringLiteral("# %1: @%2 %3, %4")
                 .arg(channel->label(), QString::fromUtf8(channel->name()),
@@ -414,30 +414,30 @@ QString DaemonSimulator::printStatus(const QStringList& words)
                      channel->isConnected() ? QStringLiteral("client connected")
                                             : QStringLiteral("no client")));
     }
-    Console::print(QStringLiteral("vg %1").arg(_state.vg));
-    Console::print(QStringLiteral("running %1").arg(int(_state.running)));
-    Console::print(QStringLiteral("update-allowed %1").arg(int(_state.updateAllowed)));
-    Console::print(QStringLiteral("show-icon %1").arg(int(_state.showIcon)));
+    Console::print(QStringLiteral("vg %1").arg(m_state.vg));
+    Console::print(QStringLiteral("running %1").arg(int(m_state.running)));
+    Console::print(QStringLiteral("update-allowed %1").arg(int(m_state.updateAllowed)));
+    Console::print(QStringLiteral("show-icon %1").arg(int(m_state.showIcon)));
     Console::print(QStringLiteral("versions %1 %2 %3")
-                       .arg(CommandLine::quote(_state.productVersion),
-                            CommandLine::quote(_state.engineVersion),
-                            CommandLine::quote(_state.defsVersion)));
+                       .arg(CommandLine::quote(m_state.productVersion),
+                            CommandLine::quote(m_state.engineVersion),
+                            CommandLine::quote(m_state.defsVersion)));
     Console::print(QStringLiteral("defs-date %1 %2 %3 %4")
-                       .arg(_state.defsDay)
-                       .arg(_state.defsMonth)
-                       .arg(_state.defsYear)
-                       .arg(_state.defsRevision));
-    Console::print(QStringLiteral("scan %1").arg(_state.scanStatus));
+                       .arg(m_state.defsDay)
+                       .arg(m_state.defsMonth)
+                       .arg(m_state.defsYear)
+                       .arg(m_state.defsRevision));
+    Console::print(QStringLiteral("scan %1").arg(m_state.scanStatus));
     const QString server
-        = CommandLine::quote(_state.server) + QLatin1Char(' ') + QString::number(_state.connectedTime);
-    if (!_state.managed)
+        = CommandLine::quote(m_state.server) + QLatin1Char(' ') + QString::number(m_state.connectedTime);
+    if (!m_state.managed)
         Console::print(QStringLiteral("selfmanaged # last server ") + server);
-    else if (!_state.online)
+    else if (!m_state.online)
         Console::print(QStringLiteral("server offline # last server ") + server);
     else
         Console::print(QStringLiteral("server online ") + server);
     const std::pair<const char*, const std::optional<QString>*> texts[]
-        = {{"group", &_state.group}, {"location", &_state.location}, {"policy", &_state.policy}};
+        = {{"group", &m_state.group}, {"location", &m_state.location}, {"policy", &m_state.policy}};
     for (const auto& [name, text] : texts) {
         if (*text)
             Console::print(QLatin1String(name) + QLatin1Char(' ') + CommandLine::quote(**text));
@@ -518,45 +518,46 @@ void DaemonSimulator::transmit(SimChannel* channel, const QByteArray& body, cons
 void DaemonSimulator::sendStatus()
 {
     BodyWriter body(KvsStatusReport);
-    body.u32(_state.vg).u32(_state.running).u32(_state.updateAllowed).u32(_state.showIcon);
-    transmit(&_kvs, body.body(),
+    body.u32(m_state.vg).u32(m_state.running).u32(m_state.updateAllowed).u32(m_state.showIcon);
+    transmit(&m_kvs, body.body(),
              QStringLiteral("KvsStatusReport vg=%1 running=%2 update-allowed=%3 show-icon=%4")
-                 .arg(_state.vg)
-                 .arg(int(_state.running))
-                 .arg(int(_state.updateAllowed))
-                 .arg(int(_state.showIcon)));
+                 .arg(m_state.vg)
+                 .arg(int(m_state.running))
+                 .arg(int(m_state.updateAllowed))
+                 .arg(int(m_state.showIcon)));
 }
 
 void DaemonSimulator::sendVersions()
 {
     BodyWriter body(KvsVersionsReport);
-    body.text(_state.productVersion.toUtf8())
-        .text(_state.engineVersion.toUtf8())
-        .text(_state.defsVersion.toUtf8());
-    body.u32(_state.defsDay).u32(_state.defsMonth).u32(_state.defsYear).i32(_state.defsRevision);
-    transmit(&_kvs, body.body(),
+    body.text(m_state.productVersion.toUtf8())
+        .text(m_state.engineVersion.toUtf8())
+        .text(m_state.defsVersion.toUtf8());
+    body.u32(m_state.defsDay).u32(m_state.defsMonth).u32(m_state.defsYear).i32(m_state.defsRevision);
+    transmit(&m_kvs, body.body(),
              QStringLiteral("KvsVersionsReport product=%1 engine=%2 defs=%3 date=%4-%5-%6 rev=%7")
-                 .arg(quoted(_state.productVersion), quoted(_state.engineVersion), quoted(_state.defsVersion),
-                      QString::number(_state.defsYear), QString::number(_state.defsMonth),
-                      QString::number(_state.defsDay), QString::number(_state.defsRevision)));
+                 .arg(quoted(m_state.productVersion), quoted(m_state.engineVersion),
+                      quoted(m_state.defsVersion), QString::number(m_state.defsYear),
+                      QString::number(m_state.defsMonth), QString::number(m_state.defsDay),
+                      QString::number(m_state.defsRevision)));
 }
 
 void DaemonSimulator::sendScanStatus()
 {
     BodyWriter body(KvsScanStatusReport);
-    body.u32(_state.scanStatus);
-    transmit(&_kvs, body.body(), QStringLiteral("KvsScanStatusReport status=%1").arg(_state.scanStatus));
+    body.u32(m_state.scanStatus);
+    transmit(&m_kvs, body.body(), QStringLiteral("KvsScanStatusReport status=%1").arg(m_state.scanStatus));
 }
 
 void DaemonSimulator::sendTextReport(uint32_t id)
 {
-    const std::optional<QString>* text = &_state.group;
+    const std::optional<QString>* text = &m_state.group;
     const char* name = "PdxGroupReport";
     if (id == PdxLocationReport) {
-        text = &_state.location;
+        text = &m_state.location;
         name = "PdxLocationReport";
     } else if (id == PdxPolicyNumberReport) {
-        text = &_state.policy;
+        text = &m_state.policy;
         name = "PdxPolicyNumberReport";
     }
     QByteArray bytes = text->value_or(QString()).toUtf8();
@@ -566,26 +567,26 @@ void DaemonSimulator::sendTextReport(uint32_t id)
     BodyWriter body(id);
     body.u32(text->has_value()).i32(int32_t(bytes.size())).bytes(bytes);
     transmit(
-        &_pdx, body.body(),
+        &m_pdx, body.body(),
         QLatin1String(name)
             + (*text ? QStringLiteral(" present=1 text=") + quoted(**text) : QStringLiteral(" present=0")));
 }
 
 void DaemonSimulator::sendServerReport(uint32_t id)
 {
-    const QByteArray server = _state.server.toUtf8();
+    const QByteArray server = m_state.server.toUtf8();
     BodyWriter body(id);
-    body.u32(_state.managed)
-        .u32(_state.online)
-        .i32(_state.connectedTime)
+    body.u32(m_state.managed)
+        .u32(m_state.online)
+        .i32(m_state.connectedTime)
         .i32(int32_t(server.size()))
         .bytes(server);
-    transmit(&_pdx, body.body(),
+    transmit(&m_pdx, body.body(),
              QStringLiteral("%1 managed=%2 online=%3 time=%4 server=%5")
                  .arg(QLatin1String(id == PdxServerStatusReport ? "PdxServerStatusReport"
                                                                 : "PdxConnectedTimeReport"))
-                 .arg(int(_state.managed))
-                 .arg(int(_state.online))
-                 .arg(_state.connectedTime)
-                 .arg(quoted(_state.server)));
+                 .arg(int(m_state.managed))
+                 .arg(int(m_state.online))
+                 .arg(m_state.connectedTime)
+                 .arg(quoted(m_state.server)));
 }

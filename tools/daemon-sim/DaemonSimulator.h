@@ -61,7 +61,7 @@ private:
     // The server status or connected time report, by its message id; both carry one record.
     void sendServerReport(uint32_t id);
 
-    DaemonState _state;
-    SimChannel _kvs;
-    SimChannel _pdx;
+    DaemonState m_state;
+    SimChannel m_kvs;
+    SimChannel m_pdx;
 };

@@ -1,7 +1,7 @@
-#include "messaging/BigEndian.h"
 #include "messaging/ChannelAddress.h"
 
 #include <QProcess>
+#include <QtEndian>
 #include <QtTest>
 
 #include <sys/socket.h>
@@ -15,12 +15,12 @@ QByteArray frame(quint32 service, quint32 sequence, std::initializer_list<quint3
                  const QByteArray& bodyTail = {})
 {
     QByteArray bytes(20 + 4 * int(bodyWords.size()), '\0');
-    auto* at = reinterpret_cast<unsigned char*>(bytes.data());
-    BigEndian::writeU32(at + 4, service);
-    BigEndian::writeU32(at + 12, sequence);
-    BigEndian::writeU32(at + 16, quint32(4 * bodyWords.size() + bodyTail.size()));
+    auto* at = reinterpret_cast<uchar*>(bytes.data());
+    qToBigEndian<quint32>(service, at + 4);
+    qToBigEndian<quint32>(sequence, at + 12);
+    qToBigEndian<quint32>(quint32(4 * bodyWords.size() + bodyTail.size()), at + 16);
     for (quint32 word : bodyWords)
-        BigEndian::writeU32((at += 4) + 16, word);
+        qToBigEndian<quint32>(word, (at += 4) + 16);
     return bytes + bodyTail;
 }
 
@@ -122,7 +122,7 @@ private slots:
             TrayEnd client;
             QVERIFY(connectKvs(client));
             QByteArray header(20, '\0');
-            BigEndian::writeU32(reinterpret_cast<unsigned char*>(header.data()) + 16, length);
+            qToBigEndian<quint32>(length, header.data() + 16);
             QVERIFY(client.send(header));
             QVERIFY(client.closedByPeer());
             QCOMPARE(nextLine(), QStringLiteral("kvs: disconnected"));

@@ -1,8 +1,7 @@
 #pragma once
 
-#include "messaging/BigEndian.h"
-
 #include <QByteArray>
+#include <QtEndian>
 
 #include <cstdint>
 
@@ -14,8 +13,8 @@ public:
 
     BodyWriter& u32(uint32_t value)
     {
-        unsigned char word[4];
-        BigEndian::writeU32(word, value);
+        uchar word[4];
+        qToBigEndian<quint32>(value, word);
         m_body.append(reinterpret_cast<const char*>(word), 4);
         return *this;
     }

@@ -3,11 +3,11 @@
 #include "BodyWriter.h"
 #include "CommandLine.h"
 #include "Console.h"
-#include "messaging/BigEndian.h"
 #include "messaging/Message.h"
 #include "messaging/MessageIds.h"
 
 #include <QHash>
+#include <QtEndian>
 
 #include <cctype>
 #include <cstdint>
@@ -108,7 +108,7 @@ QString requestDetails(const Request& request, const unsigned char* body, int le
     if (request.id == KvsStatusRequest) {
         if (length < 8)
             return QStringLiteral(" len=%1").arg(length);
-        const uint32_t count = BigEndian::readU32(body + 4);
+        const uint32_t count = qFromBigEndian<quint32>(body + 4);
         if (count > uint32_t(length - 8))
             return QStringLiteral(" locale-length=%1 len=%2").arg(count).arg(length);
         int size = int(count);
@@ -122,7 +122,7 @@ QString requestDetails(const Request& request, const unsigned char* body, int le
     }
     QString details;
     if (request.id == PdxUpdateResult && length >= 8)
-        details = QStringLiteral(" result=%1").arg(BigEndian::readU32(body + 4));
+        details = QStringLiteral(" result=%1").arg(qFromBigEndian<quint32>(body + 4));
     if (length != request.length)
         details += QStringLiteral(" len=%1").arg(length);
     return details;
@@ -465,7 +465,7 @@ void DaemonSimulator::watch(SimChannel* channel)
 void DaemonSimulator::handleFrame(SimChannel* channel, const Message& message)
 {
     QString line = QStringLiteral("%1 <- seq=%2 ").arg(channel->label()).arg(message.sequence);
-    const uint32_t id = message.length >= 4 ? BigEndian::readU32(message.data) : 0;
+    const uint32_t id = message.length >= 4 ? qFromBigEndian<quint32>(message.data) : 0;
     const Request* request = message.length >= 4 ? findRequest(channel->serviceId(), id) : nullptr;
     if (request)
         line += QLatin1String(request->name) + requestDetails(*request, message.data, message.length);

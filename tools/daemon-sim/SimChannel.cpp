@@ -1,10 +1,10 @@
 #include "SimChannel.h"
 
-#include "messaging/BigEndian.h"
 #include "messaging/ChannelAddress.h"
 #include "messaging/Message.h"
 
 #include <QSocketNotifier>
+#include <QtEndian>
 
 #include <cerrno>
 #include <cstdint>
@@ -154,7 +154,7 @@ bool SimChannel::deliverFrames()
     int at = 0;
     while (m_fd == fd && m_in.size() - at >= Message::HeaderSize) {
         const auto* header = reinterpret_cast<const unsigned char*>(m_in.constData()) + at;
-        const int32_t length = BigEndian::readI32(header + 16);
+        const int32_t length = qFromBigEndian<qint32>(header + 16);
         if (length < 0 || length > MaxFrameBody) {
             emit protocolError(
                 QStringLiteral("%1: frame length %2 out of range; client dropped").arg(m_label).arg(length));

@@ -6,7 +6,7 @@
 #include <cstdint>
 
 // Builds a message body front to back: the message id first, then words and texts.
-class BodyWriter
+class BodyWriter final
 {
 public:
     explicit BodyWriter(uint32_t messageId) { u32(messageId); }

@@ -16,6 +16,7 @@
 CommandRunner::CommandRunner(DaemonSimulator* simulator, QObject* parent)
     : QObject(parent)
     , m_simulator(simulator)
+    , m_commands(simulator)
 {
     connect(m_simulator, &DaemonSimulator::connectionChanged, this, [this] {
         const SimChannel* channel = m_simulator->channel(m_awaitedChannel);
@@ -137,7 +138,7 @@ bool CommandRunner::runLine(const Line& line)
         m_awaitedChannel = channel->label();
         return false;
     }
-    error = m_simulator->execute(words);
+    error = m_commands.execute(words);
     if (!error.isEmpty())
         reportError(line, error);
     return true;

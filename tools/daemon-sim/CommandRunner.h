@@ -1,5 +1,7 @@
 #pragma once
 
+#include "CommandTable.h"
+
 #include <QByteArray>
 #include <QList>
 #include <QObject>
@@ -8,10 +10,10 @@
 class DaemonSimulator;
 class QSocketNotifier;
 
-// Feeds command lines to the simulator: a script's first, then standard input's. Runs the
-// commands that pace a script itself (sleep, wait-connected, quit) without ever blocking
+// Feeds command lines to the command table: a script's first, then standard input's. Runs
+// the commands that pace a script itself (sleep, wait-connected, quit) without ever blocking
 // the event loop, so the simulator keeps serving the tray while a script waits.
-class CommandRunner : public QObject
+class CommandRunner final : public QObject
 {
     Q_OBJECT
 
@@ -45,6 +47,7 @@ private:
     void reportError(const Line& line, const QString& message);
 
     DaemonSimulator* m_simulator;
+    CommandTable m_commands;
     QList<Line> m_pending;
     QSocketNotifier* m_stdinNotifier = nullptr;
     QByteArray m_stdinBuffer;

@@ -63,6 +63,7 @@ bool SimChannel::listen(QString& error)
     m_listenFd = fd;
     m_listenNotifier = new QSocketNotifier(fd, QSocketNotifier::Read, this);
     connect(m_listenNotifier, &QSocketNotifier::activated, this, &SimChannel::acceptClient);
+    emit listening();
     return true;
 }
 
@@ -74,6 +75,7 @@ void SimChannel::stopListening()
     discard(m_listenNotifier);
     ::close(m_listenFd);
     m_listenFd = -1;
+    emit stoppedListening();
 }
 
 void SimChannel::drop()

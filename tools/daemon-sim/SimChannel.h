@@ -9,7 +9,7 @@ class QSocketNotifier;
 
 // One simulated daemon endpoint: a listening abstract socket and at most one client, the
 // newest, read and written without blocking.
-class SimChannel : public QObject
+class SimChannel final : public QObject
 {
     Q_OBJECT
 
@@ -36,6 +36,8 @@ public:
     bool sendRaw(const QByteArray& bytes);
 
 signals:
+    void listening();
+    void stoppedListening();
     void connected();
     void disconnected();
     void frameReceived(const Message& message);

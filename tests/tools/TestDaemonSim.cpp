@@ -74,10 +74,8 @@ private slots:
     void init()
     {
         static int run = 0;
-        m_suffix
-            = QStringLiteral(".simtest%1-%2").arg(QCoreApplication::applicationPid()).arg(++run).toUtf8();
-        m_sim.start(QStringLiteral(DAEMON_SIM_PATH),
-                    {QStringLiteral("--suffix"), QString::fromUtf8(m_suffix)});
+        m_suffix = QStringLiteral(".simtest%1-%2").arg(::getpid()).arg(++run).toUtf8();
+        m_sim.start(QStringLiteral(DAEMON_SIM_PATH), {"--suffix", QString::fromUtf8(m_suffix)});
         QVERIFY(m_sim.waitForStarted());
         QCOMPARE(nextLine(), "kvs: listening on @" + kvsName());
         QCOMPARE(nextLine(), QStringLiteral("pdx: listening on @Calvorin-PdxIPC") + m_suffix);

@@ -1,22 +1,21 @@
 #pragma once
 
-#include <QtEndian>
-
 #include <QByteArray>
+#include <QtEndian>
 
 #include <cstdint>
 
 // Builds a message body front to back: the message id first, then words and texts.
-class BodyWriter
+class BodyWriter final
 {
 public:
     explicit BodyWriter(uint32_t messageId) { u32(messageId); }
 
     BodyWriter& u32(uint32_t value)
     {
-        unsigned char word[4];
+        uchar word[4];
         qToBigEndian<quint32>(value, word);
-        _body.append(reinterpret_cast<const char*>(word), 4);
+        m_body.append(reinterpret_cast<const char*>(word), 4);
         return *this;
     }
     BodyWriter& i32(int32_t value) { return u32(uint32_t(value)); }
@@ -24,18 +23,18 @@ public:
     BodyWriter& text(const QByteArray& bytes)
     {
         i32(int32_t(bytes.size() + 1));
-        _body.append(bytes);
-        _body.append('\0');
+        m_body.append(bytes);
+        m_body.append('\0');
         return *this;
     }
     BodyWriter& bytes(const QByteArray& bytes)
     {
-        _body.append(bytes);
+        m_body.append(bytes);
         return *this;
     }
 
-    const QByteArray& body() const { return _body; }
+    const QByteArray& body() const { return m_body; }
 
 private:
-    QByteArray _body;
+    QByteArray m_body;
 };

@@ -15,12 +15,13 @@
 
 CommandRunner::CommandRunner(DaemonSimulator* simulator, QObject* parent)
     : QObject(parent)
-    , _simulator(simulator)
+    , m_simulator(simulator)
+    , m_commands(simulator)
 {
-    connect(_simulator, &DaemonSimulator::connectionChanged, this, [this] {
-        const SimChannel* channel = _simulator->channel(_awaitedChannel);
+    connect(m_simulator, &DaemonSimulator::connectionChanged, this, [this] {
+        const SimChannel* channel = m_simulator->channel(m_awaitedChannel);
         if (channel && channel->isConnected()) {
-            _awaitedChannel.clear();
+            m_awaitedChannel.clear();
             // Not from inside the channel's own signal: the next commands may drop it again.
             QTimer::singleShot(0, this, &CommandRunner::resume);
         }
@@ -38,16 +39,16 @@ bool CommandRunner::loadScript(const QString& path, QString& error)
     while (!file.atEnd()) {
         const QString text = QString::fromUtf8(file.readLine()).trimmed();
         ++number;
-        _pending.append({text, QStringLiteral("%1:%2").arg(path).arg(number)});
+        m_pending.append({text, QStringLiteral("%1:%2").arg(path).arg(number)});
     }
     return true;
 }
 
 void CommandRunner::followStdin()
 {
-    _followsStdin = true;
-    _stdinNotifier = new QSocketNotifier(STDIN_FILENO, QSocketNotifier::Read, this);
-    connect(_stdinNotifier, &QSocketNotifier::activated, this, &CommandRunner::readStdin);
+    m_followsStdin = true;
+    m_stdinNotifier = new QSocketNotifier(STDIN_FILENO, QSocketNotifier::Read, this);
+    connect(m_stdinNotifier, &QSocketNotifier::activated, this, &CommandRunner::readStdin);
 }
 
 void CommandRunner::start()
@@ -63,36 +64,36 @@ void CommandRunner::readStdin()
     if (n == -1 && (errno == EINTR || errno == EAGAIN))
         return;
     if (n > 0) {
-        _stdinBuffer.append(buffer, int(n));
+        m_stdinBuffer.append(buffer, int(n));
     } else {
-        _stdinEnded = true;
-        _stdinNotifier->setEnabled(false);
+        m_stdinEnded = true;
+        m_stdinNotifier->setEnabled(false);
         // A last line without its newline still counts.
-        if (!_stdinBuffer.isEmpty())
-            _stdinBuffer.append('\n');
+        if (!m_stdinBuffer.isEmpty())
+            m_stdinBuffer.append('\n');
     }
     int newline;
-    while ((newline = _stdinBuffer.indexOf('\n')) != -1) {
-        _pending.append({QString::fromUtf8(_stdinBuffer.left(newline)).trimmed(), QString()});
-        _stdinBuffer.remove(0, newline + 1);
+    while ((newline = m_stdinBuffer.indexOf('\n')) != -1) {
+        m_pending.append({QString::fromUtf8(m_stdinBuffer.left(newline)).trimmed(), QString()});
+        m_stdinBuffer.remove(0, newline + 1);
     }
     run();
 }
 
 void CommandRunner::resume()
 {
-    _paused = false;
+    m_paused = false;
     run();
 }
 
 void CommandRunner::run()
 {
-    while (!_paused && !_finished && !_pending.isEmpty()) {
-        if (!runLine(_pending.takeFirst()))
+    while (!m_paused && !m_finished && !m_pending.isEmpty()) {
+        if (!runLine(m_pending.takeFirst()))
             return;
     }
-    if (!_paused && !_finished && _pending.isEmpty() && _followsStdin && _stdinEnded) {
-        _finished = true;
+    if (!m_paused && !m_finished && m_pending.isEmpty() && m_followsStdin && m_stdinEnded) {
+        m_finished = true;
         emit finished();
     }
 }
@@ -109,7 +110,7 @@ bool CommandRunner::runLine(const Line& line)
         return true;
     const QString& command = words[0];
     if (command == QLatin1String("quit")) {
-        _finished = true;
+        m_finished = true;
         emit finished();
         return false;
     }
@@ -120,24 +121,24 @@ bool CommandRunner::runLine(const Line& line)
             reportError(line, QStringLiteral("usage: sleep MILLISECONDS"));
             return true;
         }
-        _paused = true;
+        m_paused = true;
         // A coarse timer may end a long sleep early; scripts count on waiting at least this long.
         QTimer::singleShot(int(ms), Qt::PreciseTimer, this, &CommandRunner::resume);
         return false;
     }
     if (command == QLatin1String("wait-connected")) {
-        const SimChannel* channel = _simulator->channel(words.value(1));
+        const SimChannel* channel = m_simulator->channel(words.value(1));
         if (words.size() != 2 || !channel) {
             reportError(line, QStringLiteral("usage: wait-connected kvs|pdx"));
             return true;
         }
         if (channel->isConnected())
             return true;
-        _paused = true;
-        _awaitedChannel = channel->label();
+        m_paused = true;
+        m_awaitedChannel = channel->label();
         return false;
     }
-    error = _simulator->execute(words);
+    error = m_commands.execute(words);
     if (!error.isEmpty())
         reportError(line, error);
     return true;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "CommandTable.h"
+
 #include <QByteArray>
 #include <QList>
 #include <QObject>
@@ -8,10 +10,10 @@
 class DaemonSimulator;
 class QSocketNotifier;
 
-// Feeds command lines to the simulator: a script's first, then standard input's. Runs the
-// commands that pace a script itself (sleep, wait-connected, quit) without ever blocking
+// Feeds command lines to the command table: a script's first, then standard input's. Runs
+// the commands that pace a script itself (sleep, wait-connected, quit) without ever blocking
 // the event loop, so the simulator keeps serving the tray while a script waits.
-class CommandRunner : public QObject
+class CommandRunner final : public QObject
 {
     Q_OBJECT
 
@@ -44,14 +46,15 @@ private:
     bool runLine(const Line& line);
     void reportError(const Line& line, const QString& message);
 
-    DaemonSimulator* _simulator;
-    QList<Line> _pending;
-    QSocketNotifier* _stdinNotifier = nullptr;
-    QByteArray _stdinBuffer;
-    bool _followsStdin = false;
-    bool _stdinEnded = false;
-    bool _paused = false;
-    bool _finished = false;
+    DaemonSimulator* m_simulator;
+    CommandTable m_commands;
+    QList<Line> m_pending;
+    QSocketNotifier* m_stdinNotifier = nullptr;
+    QByteArray m_stdinBuffer;
+    bool m_followsStdin = false;
+    bool m_stdinEnded = false;
+    bool m_paused = false;
+    bool m_finished = false;
     // The channel wait-connected waits for, empty when not waiting.
-    QString _awaitedChannel;
+    QString m_awaitedChannel;
 };

@@ -48,3 +48,8 @@ void Console::error(const QString& message)
 {
     writeLine(stderr, QStringLiteral("error: ") + message);
 }
+
+QString Console::quoted(const QString& text)
+{
+    return QLatin1Char('"') + text + QLatin1Char('"');
+}

@@ -3,7 +3,7 @@
 #include <QString>
 
 // Line-based output. Tests read stdout through a pipe, so every line is flushed at once.
-class Console
+class Console final
 {
 public:
     // Quiet drops the traffic log; verbose adds the frames sent to it.
@@ -17,4 +17,7 @@ public:
     static void print(const QString& line);
     // "error: " and the message, on stderr.
     static void error(const QString& message);
+
+    // A text in a log line or message, between double quotes and otherwise as it is.
+    static QString quoted(const QString& text);
 };

@@ -9,7 +9,7 @@ class QSocketNotifier;
 
 // One simulated daemon endpoint: a listening abstract socket and at most one client, the
 // newest, read and written without blocking.
-class SimChannel : public QObject
+class SimChannel final : public QObject
 {
     Q_OBJECT
 
@@ -18,11 +18,11 @@ public:
     SimChannel(const QString& label, const QByteArray& name, int serviceId, QObject* parent = nullptr);
     ~SimChannel() override;
 
-    const QString& label() const { return _label; }
-    const QByteArray& name() const { return _name; }
-    int serviceId() const { return _serviceId; }
-    bool isListening() const { return _listenFd != -1; }
-    bool isConnected() const { return _fd != -1; }
+    const QString& label() const { return m_label; }
+    const QByteArray& name() const { return m_name; }
+    int serviceId() const { return m_serviceId; }
+    bool isListening() const { return m_listenFd != -1; }
+    bool isConnected() const { return m_fd != -1; }
 
     // Does nothing when already listening; false with a message in error otherwise.
     bool listen(QString& error);
@@ -36,6 +36,8 @@ public:
     bool sendRaw(const QByteArray& bytes);
 
 signals:
+    void listening();
+    void stoppedListening();
     void connected();
     void disconnected();
     void frameReceived(const Message& message);
@@ -50,15 +52,15 @@ private:
     // Hands out every complete frame buffered; false once the client is gone.
     bool deliverFrames();
 
-    QString _label;
-    QByteArray _name;
-    int _serviceId;
-    int _sequence = 0;
-    int _listenFd = -1;
-    int _fd = -1;
-    QSocketNotifier* _listenNotifier = nullptr;
-    QSocketNotifier* _readNotifier = nullptr;
-    QSocketNotifier* _writeNotifier = nullptr;
-    QByteArray _in;
-    QByteArray _out;
+    QString m_label;
+    QByteArray m_name;
+    int m_serviceId;
+    int m_sequence = 0;
+    int m_listenFd = -1;
+    int m_fd = -1;
+    QSocketNotifier* m_listenNotifier = nullptr;
+    QSocketNotifier* m_readNotifier = nullptr;
+    QSocketNotifier* m_writeNotifier = nullptr;
+    QByteArray m_in;
+    QByteArray m_out;
 };

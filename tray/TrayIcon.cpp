@@ -48,10 +48,14 @@ TrayIcon::Picture TrayIcon::pictureFor(ScannerState scanner, bool scanDaemonRunn
 TrayIcon::TrayIcon(QObject* parent)
     : QObject(parent)
 {
+    Q_INIT_RESOURCE(tray_pictures);
     const char* const* const images[]
         = {tray_shield_xpm, tray_green_xpm, tray_red_xpm, tray_yellow_xpm, tray_grey_xpm};
-    for (int i = 0; i < 5; ++i)
-        m_pictures[i] = QIcon(QPixmap(images[i]));
+    const char* const large[] = {"shield", "green", "red", "yellow", "grey"};
+    for (int i = 0; i < 5; ++i) {
+        m_pictures[i].addPixmap(QPixmap(images[i]));
+        m_pictures[i].addFile(QStringLiteral(":/tray/%1@44.png").arg(QLatin1String(large[i])), QSize(44, 44));
+    }
 
     m_menu.addAction(QCoreApplication::translate("WardletApp", "Open &Trevanta"), this,
                      &TrayIcon::openRequested);

@@ -66,8 +66,9 @@ class StatusNotifier(DesktopTest):
         self.assertTrue(wait_until(self.item, 10), "no StatusNotifierItem registered")
         self.assertTrue(wait_until(lambda: self.shows("green"), 5), "the item does not show the green badge")
         tool_tip = self.item()[2]["ToolTip"]
-        self.assertEqual(tool_tip[2], "Trevanta")
-        self.assertIn("Protected and in touch with the management server.", tool_tip[3])
+        words = tool_tip[2] + "\n" + tool_tip[3]
+        self.assertEqual(words.split("\n")[0], "Trevanta")
+        self.assertIn("Protected and in touch with the management server.", words)
         self.screenshot("host-online")
 
         self.sim.send("vg 0")

@@ -58,14 +58,22 @@ private slots:
     void showsEachPicture()
     {
         TrayIcon tray;
-        const std::pair<Picture, const char* const*> pictures[] = {{Picture::Online, tray_green_xpm},
-                                                                   {Picture::Unprotected, tray_red_xpm},
-                                                                   {Picture::Offline, tray_yellow_xpm},
-                                                                   {Picture::Unknown, tray_grey_xpm},
-                                                                   {Picture::Shield, tray_shield_xpm}};
-        for (const auto& [picture, xpm] : pictures) {
+        const std::tuple<Picture, const char* const*, const char*> pictures[] = {
+            {Picture::Online, tray_green_xpm, "Protected and in touch with the management server."},
+            {Picture::Unprotected, tray_red_xpm,
+             "Not protected: the real-time scanner or the scan daemon is not running."},
+            {Picture::Offline, tray_yellow_xpm, "Protected, but the management server cannot be reached."},
+            {Picture::Unknown, tray_grey_xpm, "Protected. The management client reports an unknown state."},
+            {Picture::ManagementAway, tray_red_xpm,
+             "Protected, but the management client cannot be reached."},
+            {Picture::Shield, tray_shield_xpm, "Protected."}};
+        for (const auto& [picture, xpm, words] : pictures) {
             tray.setPicture(picture);
-            QCOMPARE(tray.icon()->icon().pixmap(22, 22).toImage(), QPixmap(xpm).toImage());
+            const QIcon shown = tray.icon()->icon();
+            QCOMPARE(shown.pixmap(22, 22).toImage(), QPixmap(xpm).toImage());
+            // Crisp on high-DPI panels too.
+            QCOMPARE(shown.availableSizes(), (QList<QSize>{{22, 22}, {44, 44}}));
+            QCOMPARE(tray.icon()->toolTip(), QStringLiteral("Trevanta\n") + words);
         }
     }
 

@@ -82,7 +82,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
             break;
         const int serviceId = qFromBigEndian<qint32>(stream.data() + at + 4);
         if (serviceId == ScanDaemonService::Id || serviceId == ManagementService::Id)
-            expected.push_back({serviceId, qFromBigEndian<qint32>(stream.data() + at + 12),
+            expected.push_back({serviceId,
+                                qFromBigEndian<qint32>(stream.data() + at + 12),
                                 {stream.begin() + long(at) + 20, stream.begin() + long(at) + 20 + length}});
         at += 20 + size_t(length);
     }

@@ -117,10 +117,11 @@ private slots:
         // Another user took the scan daemon's name while it was away.
         const QByteArray name = "\\0" + ChannelAddress::name(Channel::ScanDaemon);
         QProcess stranger;
-        stranger.start("setpriv", {"--reuid=65534", "--regid=65534", "--clear-groups", "/usr/bin/python3", "-c",
-                                   "import socket, time\ns = socket.socket(socket.AF_UNIX)\ns.bind(b'" + name
-                                       + "'.ljust(108, b'\\0'))\ns.listen()\nprint('ready', flush=True)\n"
-                                         "s.accept()\nprint('tried', flush=True)\ntime.sleep(30)"});
+        stranger.start("setpriv",
+                       {"--reuid=65534", "--regid=65534", "--clear-groups", "/usr/bin/python3", "-c",
+                        "import socket, time\ns = socket.socket(socket.AF_UNIX)\ns.bind(b'" + name
+                            + "'.ljust(108, b'\\0'))\ns.listen()\nprint('ready', flush=True)\n"
+                              "s.accept()\nprint('tried', flush=True)\ntime.sleep(30)"});
         QVERIFY(stranger.waitForReadyRead(5000));
         ChannelSupervisor channels;
         channels.start();

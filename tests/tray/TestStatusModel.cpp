@@ -63,22 +63,6 @@ private slots:
         m_model->setScanStatus(13);
         m_model->setScanStatus(13);
         QCOMPARE(take(), (QStringList{"scan=Done", "scan=Unknown status", "scan=Scanning proccesses"}));
-
-        const QList<void (StatusModel::*)(const QString&)> setters{&StatusModel::setProductVersion,
-                                                                   &StatusModel::setEngineVersion,
-                                                                   &StatusModel::setDefinitionsVersion,
-                                                                   &StatusModel::setServer,
-                                                                   &StatusModel::setGroup,
-                                                                   &StatusModel::setConnectedTime,
-                                                                   &StatusModel::setLocation,
-                                                                   &StatusModel::setPolicyNumber};
-        for (const auto setter : setters) {
-            (m_model->*setter)(QStringLiteral("x"));
-            (m_model->*setter)(QStringLiteral("x"));
-        }
-        QCOMPARE(take(),
-                 (QStringList{"product=x", "engine=x", "defs=x", "server=x", "group=x", "time=x",
-                              "location=x", "policy=x"}));
     }
 
     void resets()

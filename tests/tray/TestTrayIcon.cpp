@@ -7,7 +7,6 @@
 
 #include <QMenu>
 #include <QSettings>
-#include <QSignalSpy>
 #include <QSystemTrayIcon>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -75,23 +74,6 @@ private slots:
             QCOMPARE(shown.availableSizes(), (QList<QSize>{{22, 22}, {44, 44}}));
             QCOMPARE(tray.icon()->toolTip(), QStringLiteral("Trevanta\n") + words);
         }
-    }
-
-    void menuAndToolTip()
-    {
-        TrayIcon tray;
-        QSignalSpy open(&tray, &TrayIcon::openRequested);
-        QSignalSpy quit(&tray, &TrayIcon::quitRequested);
-        const QList<QAction*> actions = tray.icon()->contextMenu()->actions();
-        QCOMPARE(actions.size(), 3);
-        QCOMPARE(actions[0]->text(), QStringLiteral("Open &Trevanta"));
-        QVERIFY(actions[1]->isSeparator());
-        QCOMPARE(actions[2]->text(), QStringLiteral("&Exit"));
-        actions[0]->trigger();
-        QCOMPARE(open.count(), 1);
-        QCOMPARE(quit.count(), 0);
-        actions[2]->trigger();
-        QCOMPARE(quit.count(), 1);
     }
 
     void showChoiceIsRemembered()

@@ -85,34 +85,6 @@ private slots:
         QCOMPARE(InstallConfig::installDirectory(qPrintable(path("missing"))), QByteArray("/opt/Calvorin"));
     }
 
-    void runs_data()
-    {
-        QTest::addColumn<QByteArray>("script");
-        QTest::addColumn<QStringList>("events");
-        const QStringList start{"available=1", "available=0", "running=1", "running=0"};
-        QTest::newRow("success") << QByteArray("exit 0") << start + QStringList{"available=1", "finished=1"};
-        QTest::newRow("failure") << QByteArray(
-            "exit 3") << start + QStringList{"Warning: Novarel failed", "available=1", "finished=0"};
-        QTest::newRow("crash") << QByteArray("kill -9 $$")
-                               << start + QStringList{"Warning: Novarel failed", "available=1", "finished=0"};
-    }
-
-    void runs()
-    {
-        QFETCH(QByteArray, script);
-        QFETCH(QStringList, events);
-        installTool(script);
-        UpdateLauncher launcher;
-        watch(launcher);
-        launcher.setAllowed(true);
-        launcher.launch();
-        QVERIFY(launcher.isRunning());
-        // One run at a time.
-        launcher.launch();
-        QTRY_VERIFY(!launcher.isRunning());
-        QTRY_COMPARE(m_events, events);
-    }
-
     void refusedOrUnstartable()
     {
         installTool("exit 0");

@@ -35,24 +35,6 @@ private slots:
     void init() { m_viewer = new AlertViewer; }
     void cleanup() { delete m_viewer; }
 
-    void paging()
-    {
-        m_viewer->addAlert(alert("one"));
-        // The first alert brings the window up.
-        QTRY_VERIFY(m_viewer->isVisible());
-        QTRY_COMPARE(state(), QStringLiteral("Mireval - Alert 1 of 1|one\n|0|0"));
-        m_viewer->addAlert(alert("two"));
-        m_viewer->addAlert(alert("three"));
-        // A new alert never moves the view.
-        QTRY_COMPARE(state(), QStringLiteral("Mireval - Alert 1 of 3|one\n|0|1"));
-        click("nextButton");
-        QTRY_COMPARE(state(), QStringLiteral("Mireval - Alert 2 of 3|two\n|1|1"));
-        click("nextButton");
-        QTRY_COMPARE(state(), QStringLiteral("Mireval - Alert 3 of 3|three\n|1|0"));
-        click("previousButton");
-        QTRY_COMPARE(state(), QStringLiteral("Mireval - Alert 2 of 3|two\n|1|1"));
-    }
-
     void floodKeepsTheNewest()
     {
         m_viewer->addAlert(alert("a0"));
@@ -76,12 +58,9 @@ private slots:
         QTest::keyClick(m_viewer, Qt::Key_Escape);
         QVERIFY(!m_viewer->isVisible());
         QCOMPARE(m_viewer->count(), 2);
-
         m_viewer->show();
         m_viewer->close();
         QCOMPARE(m_viewer->count(), 0);
-        m_viewer->addAlert(alert("three"));
-        QTRY_COMPARE(state(), QStringLiteral("Mireval - Alert 1 of 1|three\n|0|0"));
     }
 };
 

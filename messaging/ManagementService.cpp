@@ -79,16 +79,16 @@ void ManagementService::handleMessage(const Message& message)
     case PdxPolicyNumberReport:
         // Counted with its terminating zero byte, which is not part of the number.
         if (const auto text = readTextReport(data, length))
-            emit policyNumberReported(QString::fromLatin1(text->left(text->size() - 1)));
+            emit policyNumberReported(QString::fromLatin1(text->constData(), qMax(0, int(text->size()) - 1)));
         break;
     case PdxGroupReport:
         // Every byte counted is kept, zero bytes included, exactly as the client sent it.
         if (const auto text = readTextReport(data, length))
-            emit groupReported(QString::fromUtf8(*text));
+            emit groupReported(QString::fromUtf8(text->constData(), int(text->size())));
         break;
     case PdxLocationReport:
         if (const auto text = readTextReport(data, length))
-            emit locationReported(QString::fromUtf8(*text));
+            emit locationReported(QString::fromUtf8(text->constData(), int(text->size())));
         break;
     case PdxServerStatusReport:
         handleServerStatus(data, length);
@@ -116,7 +116,7 @@ void ManagementService::handleServerStatus(const unsigned char* data, int length
         emit stateReported(ManagementState::Offline);
         return;
     }
-    emit serverReported(QString::fromLatin1(record->server));
+    emit serverReported(QString::fromLatin1(record->server.constData(), int(record->server.size())));
     // Online is only claimed together with a time the user can read.
     if (const std::optional<QString> text = renderTime(record->time)) {
         emit connectedTimeReported(*text);

@@ -26,6 +26,7 @@ public:
         Unknown, // protected, management state not one we know
         ManagementAway, // protected, but the management client is away
     };
+    Q_ENUM(Picture)
     static Picture pictureFor(ScannerState scanner, bool scanDaemonRunning, ManagementState management);
 
     explicit TrayIcon(QObject* parent = nullptr);

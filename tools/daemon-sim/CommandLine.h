@@ -6,7 +6,7 @@
 // Splits command lines into words. Double quotes group words with their spaces, a doubled
 // quote inside them stands for one quote, and backslashes pass through as typed, because
 // the tray expands its own escapes in alert templates.
-class CommandLine
+class CommandLine final
 {
 public:
     // False with a message in error for an unterminated quote.

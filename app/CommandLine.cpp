@@ -76,10 +76,12 @@ std::optional<int> CommandLine::handle(int argc, char** argv)
         return 2;
     }
     if (parser.isSet(help)) {
-        // Without an application object the parser cannot know the program's name.
-        std::fputs(qPrintable(parser.helpText().replace(QStringLiteral("<executable_name>"),
-                                                        QCoreApplication::applicationName())),
-                   stdout);
+        // The help text names the program after the application object's first argument.
+        int count = 1;
+        char name[] = "wardlet";
+        char* names[] = {name, nullptr};
+        const QCoreApplication application(count, names);
+        std::fputs(qPrintable(parser.helpText()), stdout);
         return 0;
     }
     if (parser.isSet(version)) {

@@ -27,8 +27,9 @@ until_ok() {
         sleep 0.1
     done
 }
-export DISPLAY=:7
-Xvfb :7 -screen 0 800x600x24 -nolisten tcp 2>/dev/null & xvfb=$!
+Xvfb -displayfd 3 -screen 0 800x600x24 -nolisten tcp 3>/tmp/display 2>/dev/null & xvfb=$!
+until_ok 10 test -s /tmp/display
+export DISPLAY=":$(cat /tmp/display)"
 until_ok 10 xwininfo -root
 trayer --edge top --align right --widthtype request --height 24 --SetDockType true 2>/dev/null & trayer=$!
 until_ok 10 sh -c 'xwininfo -root -tree | grep -q "(\"panel\" "'

@@ -230,7 +230,8 @@ class DesktopTest(unittest.TestCase):
         """Starts a wardlet; it becomes self.wardlet unless one is running."""
         def others():  # what wardlet would take for a running copy of itself: the same executable
             return [pid for pid in pgrep("-U", str(os.getuid()), "wardlet") if pid not in self.pids
-                    and os.path.realpath(f"/proc/{pid}/exe") == os.path.realpath(argv[0])]
+                    and os.path.realpath(f"/proc/{pid}/exe") == os.path.realpath(argv[0])
+                    and self.suffix.encode() in open(f"/proc/{pid}/environ", "rb").read()]
         self.assertTrue(wait_until(lambda: not others(), 10),
                         f"processes {others()} run wardlet; it would take one for its running copy")
         process = self.spawn(list(argv), log_name, cwd=cwd, stdin=subprocess.DEVNULL, env=dict(

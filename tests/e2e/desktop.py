@@ -65,6 +65,15 @@ def read_line(stream, timeout):
     return ready and stream.readline().strip()
 
 
+def read_file(path):
+    """The bytes of a file that may vanish meanwhile, as a process's files do; empty then."""
+    try:
+        with open(path, "rb") as file:
+            return file.read()
+    except OSError:
+        return b""
+
+
 def pgrep(*options):
     return [int(pid) for pid in subprocess.run(["pgrep", *options], capture_output=True, text=True).stdout.split()]
 
@@ -231,7 +240,7 @@ class DesktopTest(unittest.TestCase):
         def others():  # what wardlet would take for a running copy of itself: the same executable
             return [pid for pid in pgrep("-U", str(os.getuid()), "wardlet") if pid not in self.pids
                     and os.path.realpath(f"/proc/{pid}/exe") == os.path.realpath(argv[0])
-                    and self.suffix.encode() in open(f"/proc/{pid}/environ", "rb").read()]
+                    and self.suffix.encode() in read_file(f"/proc/{pid}/environ")]
         self.assertTrue(wait_until(lambda: not others(), 10),
                         f"processes {others()} run wardlet; it would take one for its running copy")
         process = self.spawn(list(argv), log_name, cwd=cwd, stdin=subprocess.DEVNULL, env=dict(

@@ -4,14 +4,13 @@ how long the program's event loop takes to answer the window manager's ping mean
 starts a fresh wardlet and sends two bursts: during the first the alert viewer is built, as on
 the first alert of a session; the second finds it holding its 1000 newest.
 
-    /usr/bin/python3 bench/alerts.py [--runs 5] [--alerts 10000]
+    /usr/bin/python3 bench/alerts.py [--runs 5] [--alerts 10000] [--before OTHER_BUILD/wardlet]
 """
 
 import argparse
 import os
 import struct
 import subprocess
-import tempfile
 import time
 
 import benchlib
@@ -62,15 +61,15 @@ def burst(desktop, env, process, kvs, icon, data):
             "ping": float(words[words.index("longest") + 1]), "answered": f"{words[3]}/{words[1]}"}
 
 
-def bursts_once(desktop, data):
+def bursts_once(desktop, program, data):
     """Two bursts against a fresh wardlet: the first builds the alert viewer, the second finds it
     full."""
     suffix = f"-bench-alerts-{os.getpid()}-{time.monotonic_ns()}"
     daemons = [benchlib.Daemon(name, suffix) for name in ("trayIPC", "PdxIPC")]
     try:
-        with desktop.session() as env, tempfile.TemporaryDirectory() as cwd, \
+        with desktop.session() as env, desktop.scratch() as cwd, \
                 benchlib.embedding_probe(env, "wardlet") as embedded:
-            process = desktop.spawn([benchlib.WARDLET], env=dict(env, WARDLET_SOCKET_SUFFIX=suffix), cwd=cwd)
+            process = desktop.spawn([program], env=dict(env, WARDLET_SOCKET_SUFFIX=suffix), cwd=cwd)
             try:
                 icon, _ = embedded()
                 deadline = time.monotonic() + 10
@@ -91,23 +90,29 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n\n")[0])
     parser.add_argument("--runs", type=int, default=5)
     parser.add_argument("--alerts", type=int, default=10000)
+    parser.add_argument("--before", metavar="WARDLET", help="another build's wardlet, run in turn with this one")
     args = parser.parse_args()
     print(benchlib.machine())
+    programs = {"wardlet": benchlib.WARDLET}
+    if args.before:
+        programs["before"] = os.path.abspath(args.before)
     data = b"".join(alert(number) for number in range(1, args.alerts + 1))
-    results = {"first": [], "second": []}
+    results = {(key, which): [] for key in programs for which in ("first", "second")}
     with benchlib.Desktop() as desktop:
         for run in range(args.runs):
-            with benchlib.program_turn():
-                both = bursts_once(desktop, data)
-            for which, result in zip(results, both):
-                results[which].append(result)
-                print(f"run {run} {which:6} burst: {result['cpu'] / args.alerts:6.2f} us CPU per alert (X server "
-                      f"and tray {result['x'] / args.alerts:5.2f} us), read after {result['read']:6.1f} ms, "
-                      f"longest ping {result['ping']:6.2f} ms, answered {result['answered']}", flush=True)
+            for key, program in programs.items():
+                with benchlib.program_turn():
+                    both = bursts_once(desktop, program, data)
+                for which, result in zip(("first", "second"), both):
+                    results[key, which].append(result)
+                    print(f"run {run} {key} {which:6} burst: {result['cpu'] / args.alerts:6.2f} us CPU per alert "
+                          f"(X server and tray {result['x'] / args.alerts:5.2f} us), read after "
+                          f"{result['read']:6.1f} ms, longest ping {result['ping']:6.2f} ms, "
+                          f"answered {result['answered']}", flush=True)
 
     print(f"\n{args.runs} runs of two bursts of {args.alerts} alerts ({len(data)} bytes); median [min .. max]")
-    for which, all_runs in results.items():
-        print(f"{which:6} burst: wardlet CPU us per alert {benchlib.spread([r['cpu'] / args.alerts for r in all_runs], 2)}"
+    for (key, which), all_runs in results.items():
+        print(f"{key} {which:6} burst: CPU us per alert {benchlib.spread([r['cpu'] / args.alerts for r in all_runs], 2)}"
               f"; X server and tray {benchlib.spread([r['x'] / args.alerts for r in all_runs], 2)}"
               f"; read after ms {benchlib.spread([r['read'] for r in all_runs])}"
               f"; longest ping ms {benchlib.spread([r['ping'] for r in all_runs], 2)}")

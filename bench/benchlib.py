@@ -1,5 +1,7 @@
 """Shared by the desktop benchmarks: a private X display with a tray host, private session buses,
-stand-in daemons, readings from /proc and medians. Run the scripts with Debian's /usr/bin/python3."""
+stand-in daemons, readings from /proc and medians. Run the scripts with Debian's /usr/bin/python3.
+They take the programs from build/rel, or from the build tree WARDLET_BUILD names; WARDLET_BIN
+names another wardlet to measure."""
 
 import contextlib
 import fcntl
@@ -16,7 +18,7 @@ import time
 HERE = os.path.dirname(os.path.abspath(__file__))
 ROOT = os.path.dirname(HERE)
 BUILD = os.path.abspath(os.environ.get("WARDLET_BUILD", os.path.join(ROOT, "build", "rel")))
-WARDLET = os.path.join(BUILD, "wardlet")
+WARDLET = os.path.abspath(os.environ.get("WARDLET_BIN", os.path.join(BUILD, "wardlet")))
 MINIMAL = os.path.join(BUILD, "bench", "minimal_tray")
 XPROBE = os.path.join(BUILD, "bench", "bench_xprobe")
 PANEL = '"panel" "trayer"'
@@ -64,8 +66,8 @@ class Desktop(contextlib.ExitStack):
             self.env["DISPLAY"] = ":" + read_line(numbers, 10)
         self.trayer = self.spawn(["trayer", "--edge", "top", "--align", "right", "--widthtype", "request",
                                   "--height", "24", "--SetDockType", "true", "--transparent", "false"])
-        if not wait_until(lambda: PANEL in self.run("xwininfo", "-root", "-tree"), 10, 0.1):
-            raise RuntimeError("trayer shows no panel")
+        if not wait_until(lambda: PANEL in self.run("xwininfo", "-root", "-tree"), 30, 0.1):
+            raise RuntimeError(f"trayer shows no panel (trayer's exit status: {self.trayer.poll()})")
         return self
 
     def spawn(self, argv, **options):
@@ -77,6 +79,10 @@ class Desktop(contextlib.ExitStack):
 
     def run(self, *argv):
         return subprocess.run(argv, env=self.env, capture_output=True, text=True).stdout
+
+    def scratch(self):
+        """An empty directory to run a program in: wardlet looks for translations where it runs."""
+        return tempfile.TemporaryDirectory(dir=self.tmp)
 
     @contextlib.contextmanager
     def session(self):

@@ -9,7 +9,6 @@ import argparse
 import os
 import statistics
 import struct
-import tempfile
 import time
 
 import benchlib
@@ -31,7 +30,7 @@ def idle_once(desktop, case, settle, window):
     daemons = {name: benchlib.Daemon(name, suffix) for name in REQUESTS} if case == "connected" else {}
     program, name = (benchlib.MINIMAL, "minimal_tray") if case == "minimal" else (benchlib.WARDLET, "wardlet")
     try:
-        with desktop.session() as env, tempfile.TemporaryDirectory() as cwd, \
+        with desktop.session() as env, desktop.scratch() as cwd, \
                 benchlib.embedding_probe(env, name) as embedded:
             process = desktop.spawn([program], env=dict(env, WARDLET_SOCKET_SUFFIX=suffix), cwd=cwd)
             try:

@@ -8,7 +8,6 @@ Runs alternate between the two programs on one display; each gets a fresh sessio
 import argparse
 import os
 import statistics
-import tempfile
 import time
 
 import benchlib
@@ -17,7 +16,7 @@ import benchlib
 def start_once(desktop, program, name, settle):
     """(milliseconds until the icon is shown, CPU milliseconds spent by then, VmRSS in KiB settle
     seconds after the start)"""
-    with desktop.session() as env, tempfile.TemporaryDirectory() as cwd, \
+    with desktop.session() as env, desktop.scratch() as cwd, \
             benchlib.embedding_probe(env, name) as embedded:
         # No daemons: wardlet retries once a second, which costs nothing measurable here.
         env = dict(env, WARDLET_SOCKET_SUFFIX=f"-bench-startup-{os.getpid()}")

@@ -51,6 +51,13 @@ class Desktop(contextlib.ExitStack):
 
     def __enter__(self):
         super().__enter__()
+        try:
+            return self._start()
+        except BaseException:
+            self.close()
+            raise
+
+    def _start(self):
         self.tmp = self.enter_context(tempfile.TemporaryDirectory(prefix="wardlet-bench-"))
         runtime = os.path.join(self.tmp, "runtime")
         os.mkdir(runtime, 0o700)
@@ -64,11 +71,18 @@ class Desktop(contextlib.ExitStack):
         os.close(write_end)
         with os.fdopen(read_end) as numbers:
             self.env["DISPLAY"] = ":" + read_line(numbers, 10)
-        self.trayer = self.spawn(["trayer", "--edge", "top", "--align", "right", "--widthtype", "request",
-                                  "--height", "24", "--SetDockType", "true", "--transparent", "false"])
-        if not wait_until(lambda: PANEL in self.run("xwininfo", "-root", "-tree"), 30, 0.1):
-            raise RuntimeError(f"trayer shows no panel (trayer's exit status: {self.trayer.poll()})")
-        return self
+        log = self.enter_context(open(os.path.join(self.tmp, "trayer.log"), "w+"))
+        # Now and then trayer ends at once with status 1 and no word why: it is started again.
+        for _ in range(3):
+            self.trayer = self.spawn(["trayer", "--edge", "top", "--align", "right", "--widthtype", "request",
+                                      "--height", "24", "--SetDockType", "true", "--transparent", "false"],
+                                     stdout=log, stderr=log)
+            if wait_until(lambda: self.trayer.poll() is not None
+                          or PANEL in self.run("xwininfo", "-root", "-tree"), 30, 0.1) \
+                    and self.trayer.poll() is None:
+                return self
+        log.seek(0)
+        raise RuntimeError(f"trayer shows no panel (exit status {self.trayer.poll()}): {log.read()}")
 
     def spawn(self, argv, **options):
         options.setdefault("stdout", subprocess.DEVNULL)

@@ -3,7 +3,7 @@ tray and a private session bus, pinned with its feeder thread to one core unless
 Each round starts the program afresh; with --before, rounds of another build's bench_flood
 alternate with this one's.
 
-    /usr/bin/python3 bench/flood.py [--rounds 5] [--reports 500000] [--cpu 1|all] [--before DIR/bench_flood]
+    /usr/bin/python3 bench/flood.py [--rounds 5] [--reports 2000000] [--cpu 1|all] [--before DIR/bench_flood]
 """
 
 import argparse
@@ -21,7 +21,7 @@ FIGURES = ("reports/s", "per CPU s", "stall ms", "lag ms")
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n\n")[0])
     parser.add_argument("--rounds", type=int, default=5)
-    parser.add_argument("--reports", type=int, default=500000)
+    parser.add_argument("--reports", type=int, default=2000000)
     parser.add_argument("--cpu", default="1", help="the core to run on, or all")
     parser.add_argument("--before", metavar="BENCH_FLOOD", help="another build's bench_flood, run in turn")
     args = parser.parse_args()

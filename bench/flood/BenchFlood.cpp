@@ -173,7 +173,7 @@ int main(int argc, char** argv)
                                                     "model and tray icon of the real application object."));
     parser.addHelpOption();
     const QCommandLineOption reportsOption(QStringLiteral("reports"), QStringLiteral("Reports per flood."),
-                                           QStringLiteral("N"), QStringLiteral("500000"));
+                                           QStringLiteral("N"), QStringLiteral("2000000"));
     const QCommandLineOption runsOption(QStringLiteral("runs"), QStringLiteral("Floods of each kind."),
                                         QStringLiteral("N"), QStringLiteral("5"));
     parser.addOptions({reportsOption, runsOption});
@@ -198,16 +198,14 @@ int main(int argc, char** argv)
                           {"16-byte steady", 16, Mix::Steady},
                           {"20-byte toggling", 20, Mix::Toggling},
                           {"16-byte toggling", 16, Mix::Toggling}};
-    std::map<const char*, std::vector<unsigned char>> streams;
-    for (const Kind& kind : kinds)
-        streams[kind.name] = flood(kind.bodySize, kind.mix, count);
-
     std::map<const char*, std::vector<Result>> results;
     // Interleaved, so a disturbance from outside spreads over every kind.
     for (int run = 0; run < runs; ++run) {
         for (const Kind& kind : kinds) {
+            // Built for each flood, so only one is held at a time.
+            const std::vector<unsigned char> bytes = flood(kind.bodySize, kind.mix, count);
             Result result;
-            if (!measure(app, feeder, streams[kind.name], count, result)) {
+            if (!measure(app, feeder, bytes, count, result)) {
                 std::fprintf(stderr, "%s: the last report never arrived\n", kind.name);
                 return 1;
             }

@@ -3,6 +3,7 @@ stand-in daemons, readings from /proc and medians. Run the scripts with Debian's
 They take the programs from build/rel, or from the build tree WARDLET_BUILD names; WARDLET_BIN
 names another wardlet to measure."""
 
+import array
 import contextlib
 import fcntl
 import os
@@ -177,7 +178,6 @@ class Daemon:
 
     def unsent(self):
         """Bytes written that the program has not read yet (SIOCOUTQ)."""
-        import array
         count = array.array("i", [0])
         fcntl.ioctl(self.connection.fileno(), 0x5411, count)
         return count[0]

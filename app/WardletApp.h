@@ -27,6 +27,10 @@ public:
     // Connects to the daemons once the event loop runs.
     void start();
 
+    // For the benchmarks, which watch the real object from inside.
+    const StatusModel& status() const { return m_status; }
+    const TrayIcon& trayIcon() const { return m_trayIcon; }
+
 private:
     // The windows are built when first needed, so start-up only shows the icon.
     StatusWindow& statusWindow();

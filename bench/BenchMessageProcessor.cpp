@@ -9,12 +9,18 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdio>
+#include <cstring>
 #include <iterator>
+#include <map>
+#include <string>
+#include <unistd.h>
 #include <vector>
 
 namespace {
 
-// Receiving never goes through the transport; it only has to exist.
+// Receiving never goes through the transport; it only has to exist. Sending through it takes
+// every byte at once, as a socket with room to spare would.
 class IdleTransport final : public MessageTransport
 {
 public:
@@ -23,12 +29,16 @@ public:
         status = Status::Ok;
         return 0;
     }
-    long write(const void*, long, Status& status) override
+    long write(const void* buffer, long size, Status& status) override
     {
         status = Status::Ok;
-        return 0;
+        benchmark::DoNotOptimize(buffer);
+        written += size;
+        return size;
     }
     void requestWrite() override { }
+
+    int64_t written = 0;
 };
 
 // Touches one byte of every body so delivery cannot be optimised away.
@@ -133,13 +143,127 @@ void receive(benchmark::State& state, Mix mix, int chunk)
     state.counters["frames/s"] = benchmark::Counter(double(frames), benchmark::Counter::kIsRate);
 }
 
+// The reference: the same stream copied with memcpy, piece by piece, into one buffer of the
+// piece's size, the least any receiver has to do with bytes that arrive in pieces.
+void copy(benchmark::State& state, Mix mix, int chunk)
+{
+    const Stream stream = buildStream(mix);
+    const int size = int(stream.bytes.size());
+    std::vector<unsigned char> piece(static_cast<size_t>(chunk));
+    for (auto _ : state) {
+        for (int at = 0; at < size; at += chunk) {
+            std::memcpy(piece.data(), stream.bytes.data() + at, size_t(std::min(chunk, size - at)));
+            benchmark::ClobberMemory();
+        }
+        benchmark::DoNotOptimize(piece.data());
+    }
+    state.SetBytesProcessed(int64_t(size) * int64_t(state.iterations()));
+}
+
+// Frames queued and then written until the queue is empty, a round of Round at a time.
+void send(benchmark::State& state, int length)
+{
+    constexpr int Round = 64;
+    IdleTransport transport;
+    MessageProcessor processor(&transport);
+    SummingService service(2);
+    processor.registerService(&service);
+    const std::vector<unsigned char> body(size_t(length), 0x5a);
+    int sequence = 0;
+    for (auto _ : state) {
+        for (int i = 0; i < Round; ++i) {
+            if (!processor.sendMessage(2, 0, ++sequence, length, body.data())) {
+                state.SkipWithError("a frame was not queued");
+                return;
+            }
+        }
+        while (processor.sendPending()) { }
+    }
+    const int64_t frames = Round * int64_t(state.iterations());
+    if (transport.written != frames * (Message::HeaderSize + length)) {
+        state.SkipWithError("bytes went missing");
+        return;
+    }
+    state.SetBytesProcessed(transport.written);
+    state.counters["frames/s"] = benchmark::Counter(double(frames), benchmark::Counter::kIsRate);
+}
+
+// Prints the table (only the aggregates when benchmarks repeat), then each receiving
+// benchmark's bytes per second over memcpy's on the same mix, from the repetitions of this run.
+class RatioReporter final : public benchmark::ConsoleReporter
+{
+public:
+    RatioReporter()
+        : ConsoleReporter(isatty(STDOUT_FILENO) ? OO_ColorTabular : OO_Tabular)
+    { }
+
+    void ReportRuns(const std::vector<Run>& runs) override
+    {
+        std::vector<Run> shown;
+        for (const Run& run : runs) {
+            if (run.run_type == Run::RT_Aggregate || run.repetitions <= 1)
+                shown.push_back(run);
+            if (run.run_type != Run::RT_Iteration || run.error_occurred)
+                continue;
+            const auto rate = run.counters.find("bytes_per_second");
+            if (rate != run.counters.end())
+                m_rates[run.run_name.function_name].push_back(rate->second);
+        }
+        if (!shown.empty())
+            ConsoleReporter::ReportRuns(shown);
+    }
+
+    void Finalize() override
+    {
+        ConsoleReporter::Finalize();
+        std::printf("\nBytes per second over memcpy's on the same stream, median of the repetitions "
+                    "[lowest .. highest repetition over memcpy's median]:\n");
+        for (const auto& [name, rates] : m_rates) {
+            if (name.rfind("receive/", 0) != 0)
+                continue;
+            const std::string mix = name.substr(name.find('/') + 1, name.find('_') - name.find('/') - 1);
+            const std::string reference = "copy/" + mix + "_1k_pieces";
+            if (m_rates.count(reference) == 0)
+                continue;
+            const double base = median(m_rates[reference]);
+            std::printf("  %-26s %.2f [%.2f .. %.2f]\n", name.c_str(), median(rates) / base,
+                        *std::min_element(rates.begin(), rates.end()) / base,
+                        *std::max_element(rates.begin(), rates.end()) / base);
+        }
+    }
+
+private:
+    static double median(std::vector<double> values)
+    {
+        std::sort(values.begin(), values.end());
+        const size_t n = values.size();
+        return n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
+    }
+
+    std::map<std::string, std::vector<double>> m_rates;
+};
+
 } // namespace
 
+BENCHMARK_CAPTURE(copy, small_1k_pieces, Mix::Small, 1024);
+BENCHMARK_CAPTURE(copy, kib_1k_pieces, Mix::Kilobyte, 1024);
+BENCHMARK_CAPTURE(copy, mixed_1k_pieces, Mix::Mixed, 1024);
 BENCHMARK_CAPTURE(receive, small_1k_chunks, Mix::Small, 1024);
 BENCHMARK_CAPTURE(receive, small_one_chunk, Mix::Small, 0);
 BENCHMARK_CAPTURE(receive, kib_1k_chunks, Mix::Kilobyte, 1024);
 BENCHMARK_CAPTURE(receive, kib_one_chunk, Mix::Kilobyte, 0);
 BENCHMARK_CAPTURE(receive, mixed_1k_chunks, Mix::Mixed, 1024);
 BENCHMARK_CAPTURE(receive, mixed_one_chunk, Mix::Mixed, 0);
+BENCHMARK_CAPTURE(send, request_4_bytes, 4);
+BENCHMARK_CAPTURE(send, kib, 1024);
 
-BENCHMARK_MAIN();
+int main(int argc, char** argv)
+{
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+        return 1;
+    RatioReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    benchmark::Shutdown();
+    return 0;
+}

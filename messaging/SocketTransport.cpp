@@ -110,7 +110,9 @@ void SocketTransport::requestWrite()
 
 void SocketTransport::readReady()
 {
-    unsigned char buffer[1024];
+    // One read takes what a flood has queued, so the event loop (and every repaint it brings)
+    // comes round once per 64 KiB rather than once per few frames.
+    unsigned char buffer[64 * 1024];
     auto status = Status::Ok;
     const long n = read(buffer, sizeof buffer, status);
     if (n > 0) {

@@ -56,21 +56,24 @@ void AlertViewer::addAlert(const Alert& alert)
         // A flood is logged in one line once it has passed.
         if (m_dropped++ == 0)
             QTimer::singleShot(0, this, &AlertViewer::logDropped);
-        if (m_current > 0) {
+        if (m_current > 0)
             --m_current;
-        } else {
-            m_text->setText(m_texts.first());
-        }
+        else
+            m_textStale = true;
     }
     // The first alert after an empty list is shown; later ones only change the count.
     if (m_texts.size() == 1)
-        m_text->setText(m_texts.first());
+        m_textStale = true;
     if (!m_presenter.isActive())
         m_presenter.start(0);
 }
 
 void AlertViewer::present()
 {
+    // Laid out once per burst, not once per alert that pushed the shown one out.
+    if (m_textStale && !m_texts.isEmpty())
+        m_text->setText(m_texts.at(m_current));
+    m_textStale = false;
     updateView();
     // An open viewer is only raised: the user may be typing elsewhere.
     if (isVisible()) {
@@ -117,6 +120,7 @@ void AlertViewer::closeEvent(QCloseEvent* event)
     m_presenter.stop();
     m_texts.clear();
     m_current = 0;
+    m_textStale = false;
     m_text->clear();
     updateView();
     QDialog::closeEvent(event);

@@ -43,6 +43,8 @@ private:
     QTimer m_presenter;
     QStringList m_texts;
     int m_current = 0;
+    // The text box no longer shows the current alert; present() puts it right.
+    bool m_textStale = false;
     // Alerts dropped since the last log line about them.
     int m_dropped = 0;
     QPushButton* m_previousButton;

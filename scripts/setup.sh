@@ -9,7 +9,7 @@ build=(g++ cmake ninja-build pkg-config qt6-base-dev qt6-tools-dev qt6-l10n-tool
 headless=(xvfb trayer xdotool x11-utils imagemagick dbus-x11 fonts-dejavu-core)
 tests=(
     qtbase5-dev qttools5-dev qttools5-dev-tools qt5-style-plugins
-    libbenchmark-dev clang libclang-rt-14-dev
+    libbenchmark-dev libx11-dev clang libclang-rt-14-dev
     at-spi2-core python3-pyatspi python3-gi fonts-urw-base35 procps util-linux
     haskell-status-notifier-item-utils haskell-gtk-sni-tray-utils
     desktop-file-utils appstream groff dpkg-dev

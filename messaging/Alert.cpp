@@ -115,16 +115,15 @@ QString Alert::text() const
         }
         lineEnded = endsLine;
     }
-    if (out.size() > MaxTextLength) {
-        out.truncate(MaxTextLength - 1);
-        out += QChar(0x2026);
-        return out;
-    }
     // A last NUL or non-Latin-1 unit is dropped, as the templates the daemon sends already allow for.
     if (i == n - 1) {
         const QChar last = format.at(i);
         if (last.unicode() >= 0x01 && last.unicode() <= 0xFF)
             out += last;
+    }
+    if (out.size() > MaxTextLength) {
+        out.truncate(MaxTextLength - 1);
+        out += QChar(0x2026);
     }
     return out;
 }

@@ -111,6 +111,9 @@ private slots:
         QCOMPARE(text, QString(Alert::MaxTextLength - 1, 'f') + QChar(0x2026));
         alert.format = QString(Alert::MaxTextLength, 'x');
         QCOMPARE(alert.text(), alert.format);
+        // One character over, kept as the last one of the template: found by fuzzing.
+        alert.format += 'y';
+        QCOMPARE(alert.text(), QString(Alert::MaxTextLength - 1, 'x') + QChar(0x2026));
     }
 
     void missingFieldsLeaveNoTrace()

@@ -75,14 +75,8 @@ bool MessageProcessor::sendPending()
 
     auto status = MessageTransport::Status::Ok;
     const long written = m_transport->write(m_sendBlock + m_sendDone, m_sendSize - m_sendDone, status);
-    if (status == MessageTransport::Status::Lost) {
-        for (MessageService* each : m_services) {
-            if (each)
-                each->connectionLost();
-        }
-        return false;
-    }
-    // Interrupted, would block or failed for now: the frame stays in progress.
+    // Interrupted, would block or failed: the frame stays in progress. A peer that has gone is
+    // noticed on the read side, which ends the connection.
     if (written <= 0 || status != MessageTransport::Status::Ok)
         return true;
 

@@ -14,6 +14,4 @@ public:
     virtual int serviceWord() const { return 0; }
     // A complete frame arrived; the processor keeps ownership of the message.
     virtual void handleMessage(const Message& message) = 0;
-    // The transport reported the connection lost while writing.
-    virtual void connectionLost() { }
 };

@@ -6,10 +6,9 @@ class MessageTransport
 public:
     enum class Status
     {
-        Ok, // done, or interrupted / would block with a count of 0
-        Error,
+        Ok,
+        Error, // nothing moved this time; a write is tried again when the socket is writable
         Eof, // read only: the peer closed the connection
-        Lost, // write only: the connection is gone, stop sending
     };
 
     virtual ~MessageTransport() = default;

@@ -4,7 +4,6 @@
 
 #include <QSocketNotifier>
 
-#include <cerrno>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -63,43 +62,16 @@ void SocketTransport::close()
 
 long SocketTransport::read(void* buffer, long size, Status& status)
 {
-    status = Status::Error;
-    if (m_fd == -1)
-        return 0;
     const ssize_t n = ::read(m_fd, buffer, size_t(size));
-    if (n > 0) {
-        status = Status::Ok;
-        return n;
-    }
-    if (n == 0) {
-        status = Status::Eof;
-        return 0;
-    }
-    if (errno == EINTR || errno == EAGAIN) {
-        status = Status::Ok;
-        return 0;
-    }
-    return -1;
+    status = n > 0 ? Status::Ok : n == 0 ? Status::Eof : Status::Error;
+    return n;
 }
 
 long SocketTransport::write(const void* buffer, long size, Status& status)
 {
-    status = Status::Error;
-    if (m_fd == -1)
-        return 0;
     const ssize_t n = ::write(m_fd, buffer, size_t(size));
-    if (n >= 0) {
-        status = Status::Ok;
-        return n;
-    }
-    if (errno == EINTR || errno == EAGAIN) {
-        status = Status::Ok;
-        return 0;
-    }
-    // The peer is gone: stop pumping until the read side sees the end and we reconnect.
-    if (errno == EPIPE || errno == ECONNRESET)
-        status = Status::Lost;
-    return -1;
+    status = n >= 0 ? Status::Ok : Status::Error;
+    return n;
 }
 
 void SocketTransport::requestWrite()

@@ -24,7 +24,6 @@ AlertViewer::AlertViewer(QWidget* parent)
     m_text = new QTextEdit(this);
     m_text->setObjectName(QStringLiteral("text"));
     m_text->setReadOnly(true);
-    m_text->setUndoRedoEnabled(false);
     layout->addWidget(m_text, 1, 0, 1, 4);
 
     m_previousButton = new QPushButton(this);

@@ -20,18 +20,9 @@
 namespace {
 
 // Values start as blanks rather than empty so the rows keep their height before the daemons report.
-QLabel* newValueLabel(int blanks, QWidget* parent, const char* name)
+QLabel* newValueLabel(int blanks, QWidget* parent)
 {
-    auto* label = new QLabel(QString(blanks, QLatin1Char(' ')), parent);
-    label->setObjectName(QLatin1String(name));
-    return label;
-}
-
-QLabel* newCaptionLabel(QWidget* parent, const char* name)
-{
-    auto* label = new QLabel(parent);
-    label->setObjectName(QLatin1String(name));
-    return label;
+    return new QLabel(QString(blanks, QLatin1Char(' ')), parent);
 }
 
 // Group boxes lay out their rows from 1; the empty stretching rows around them keep the pairs
@@ -65,9 +56,6 @@ StatusWindow::StatusWindow(QWidget* parent)
 
     titleRow->addItem(new QSpacerItem(8, 0, QSizePolicy::Fixed, QSizePolicy::Fixed));
     m_titleLabel = new QLabel(this);
-    m_titleLabel->setObjectName(QStringLiteral("titleLabel"));
-    // Lets a style sheet single out the title without knowing the widget tree.
-    m_titleLabel->setProperty("uiTitle", true);
     QFont titleFont = m_titleLabel->font();
     titleFont.setPointSize(22);
     titleFont.setWeight(QFont::Bold);
@@ -80,8 +68,6 @@ StatusWindow::StatusWindow(QWidget* parent)
     auto* imageColumn = new QVBoxLayout;
     imageColumn->addItem(new QSpacerItem(0, 8, QSizePolicy::Minimum, QSizePolicy::MinimumExpanding));
     m_bannerLabel = new QLabel(this);
-    m_bannerLabel->setObjectName(QStringLiteral("bannerLabel"));
-    m_bannerLabel->setProperty("uiImage", true);
     m_bannerLabel->setFrameShape(QFrame::StyledPanel);
     m_bannerLabel->setFrameShadow(QFrame::Sunken);
     m_bannerLabel->setPixmap(m_banner);
@@ -94,12 +80,11 @@ StatusWindow::StatusWindow(QWidget* parent)
     auto* infoColumn = new QVBoxLayout;
 
     m_versionsBox = new QGroupBox(this);
-    m_versionsBox->setObjectName(QStringLiteral("versionsBox"));
     QGridLayout* versionsGrid = newGroupGrid(m_versionsBox, 2);
-    m_programCaption = newCaptionLabel(m_versionsBox, "programCaption");
-    m_programVersion = newValueLabel(10, m_versionsBox, "programVersion");
-    m_engineCaption = newCaptionLabel(m_versionsBox, "engineCaption");
-    m_engineVersion = newValueLabel(10, m_versionsBox, "engineVersion");
+    m_programCaption = new QLabel(m_versionsBox);
+    m_programVersion = newValueLabel(10, m_versionsBox);
+    m_engineCaption = new QLabel(m_versionsBox);
+    m_engineVersion = newValueLabel(10, m_versionsBox);
     versionsGrid->addWidget(m_programCaption, 1, 0);
     versionsGrid->addWidget(m_programVersion, 1, 1);
     versionsGrid->addWidget(m_engineCaption, 2, 0);
@@ -107,15 +92,13 @@ StatusWindow::StatusWindow(QWidget* parent)
     infoColumn->addWidget(m_versionsBox, 0);
 
     m_definitionsBox = new QGroupBox(this);
-    m_definitionsBox->setObjectName(QStringLiteral("definitionsBox"));
     QGridLayout* defsGrid = newGroupGrid(m_definitionsBox, 1);
     defsGrid->setColumnStretch(2, 0);
     defsGrid->setColumnStretch(3, 0);
     defsGrid->setColumnStretch(4, 0);
-    m_definitionsCaption = newCaptionLabel(m_definitionsBox, "definitionsCaption");
-    m_definitionsVersion = newValueLabel(16, m_definitionsBox, "definitionsVersion");
+    m_definitionsCaption = new QLabel(m_definitionsBox);
+    m_definitionsVersion = newValueLabel(16, m_definitionsBox);
     m_updateButton = new QPushButton(m_definitionsBox);
-    m_updateButton->setObjectName(QStringLiteral("updateButton"));
     connect(m_updateButton, &QPushButton::clicked, this, &StatusWindow::updateRequested);
     defsGrid->addWidget(m_definitionsCaption, 1, 0);
     defsGrid->addWidget(m_definitionsVersion, 1, 1);
@@ -124,12 +107,11 @@ StatusWindow::StatusWindow(QWidget* parent)
     infoColumn->addWidget(m_definitionsBox, 0);
 
     m_statusBox = new QGroupBox(this);
-    m_statusBox->setObjectName(QStringLiteral("statusBox"));
     QGridLayout* statusGrid = newGroupGrid(m_statusBox, 2);
-    m_scannerCaption = newCaptionLabel(m_statusBox, "scannerCaption");
-    m_scannerState = newValueLabel(10, m_statusBox, "scannerState");
-    m_scanCaption = newCaptionLabel(m_statusBox, "scanCaption");
-    m_scanState = newValueLabel(10, m_statusBox, "scanState");
+    m_scannerCaption = new QLabel(m_statusBox);
+    m_scannerState = newValueLabel(10, m_statusBox);
+    m_scanCaption = new QLabel(m_statusBox);
+    m_scanState = newValueLabel(10, m_statusBox);
     statusGrid->addWidget(m_scannerCaption, 1, 0);
     statusGrid->addWidget(m_scannerState, 1, 1);
     statusGrid->addWidget(m_scanCaption, 2, 0);
@@ -137,18 +119,17 @@ StatusWindow::StatusWindow(QWidget* parent)
     infoColumn->addWidget(m_statusBox, 0);
 
     m_managementBox = new QGroupBox(this);
-    m_managementBox->setObjectName(QStringLiteral("managementBox"));
     QGridLayout* manageGrid = newGroupGrid(m_managementBox, 5);
-    m_serverCaption = newCaptionLabel(m_managementBox, "serverCaption");
-    m_server = newValueLabel(10, m_managementBox, "server");
-    m_groupCaption = newCaptionLabel(m_managementBox, "groupCaption");
-    m_group = newValueLabel(10, m_managementBox, "group");
-    m_connectedCaption = newCaptionLabel(m_managementBox, "connectedCaption");
-    m_connectedTime = newValueLabel(10, m_managementBox, "connectedTime");
-    m_locationCaption = newCaptionLabel(m_managementBox, "locationCaption");
-    m_location = newValueLabel(10, m_managementBox, "location");
-    m_policyCaption = newCaptionLabel(m_managementBox, "policyCaption");
-    m_policyNumber = newValueLabel(10, m_managementBox, "policyNumber");
+    m_serverCaption = new QLabel(m_managementBox);
+    m_server = newValueLabel(10, m_managementBox);
+    m_groupCaption = new QLabel(m_managementBox);
+    m_group = newValueLabel(10, m_managementBox);
+    m_connectedCaption = new QLabel(m_managementBox);
+    m_connectedTime = newValueLabel(10, m_managementBox);
+    m_locationCaption = new QLabel(m_managementBox);
+    m_location = newValueLabel(10, m_managementBox);
+    m_policyCaption = new QLabel(m_managementBox);
+    m_policyNumber = newValueLabel(10, m_managementBox);
     manageGrid->addWidget(m_serverCaption, 1, 0);
     manageGrid->addWidget(m_server, 1, 1);
     manageGrid->addWidget(m_groupCaption, 2, 0);
@@ -166,7 +147,6 @@ StatusWindow::StatusWindow(QWidget* parent)
 
     buttonRow->addItem(new QSpacerItem(0, 0, QSizePolicy::MinimumExpanding, QSizePolicy::Minimum));
     m_closeButton = new QPushButton(this);
-    m_closeButton->setObjectName(QStringLiteral("closeButton"));
     // The application keeps running without windows, so closing only hides the window.
     connect(m_closeButton, &QPushButton::clicked, this, &QWidget::close);
     buttonRow->addWidget(m_closeButton, 0);

@@ -121,7 +121,7 @@ private slots:
                        {"--reuid=65534", "--regid=65534", "--clear-groups", "/usr/bin/python3", "-c",
                         "import socket, time\ns = socket.socket(socket.AF_UNIX)\ns.bind(b'" + name
                             + "'.ljust(108, b'\\0'))\ns.listen()\nprint('ready', flush=True)\n"
-                              "s.accept()\nprint('tried', flush=True)\ntime.sleep(30)"});
+                              "c = s.accept()\nprint('tried', flush=True)\ntime.sleep(30)"});
         QVERIFY(stranger.waitForReadyRead(5000));
         ChannelSupervisor channels;
         channels.start();

@@ -94,6 +94,9 @@ private slots:
         QCOMPARE(::write(m_peer, in.constData(), 20), 20);
         QVERIFY(closed.wait());
         QVERIFY(!m_transport->isAttached());
+        // Watchers on the closed socket must not fire until they are gone.
+        for (const QSocketNotifier* notifier : m_transport->findChildren<QSocketNotifier*>())
+            QVERIFY(!notifier->isEnabled());
     }
 };
 

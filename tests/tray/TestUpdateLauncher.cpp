@@ -81,7 +81,9 @@ private slots:
         QFETCH(QByteArray, content);
         QFETCH(QByteArray, directory);
         writeFile("config", content);
+        const int descriptors = int(QDir(QStringLiteral("/proc/self/fd")).count());
         QCOMPARE(InstallConfig::installDirectory(qPrintable(path("config"))), directory);
+        QCOMPARE(int(QDir(QStringLiteral("/proc/self/fd")).count()), descriptors);
         QCOMPARE(InstallConfig::installDirectory(qPrintable(path("missing"))), QByteArray("/opt/Calvorin"));
     }
 

@@ -2,6 +2,7 @@
 
 #include <QPushButton>
 #include <QTextEdit>
+#include <QTranslator>
 #include <QtTest>
 
 namespace {
@@ -34,6 +35,18 @@ class TestAlertViewer final : public QObject
 private slots:
     void init() { m_viewer = new AlertViewer; }
     void cleanup() { delete m_viewer; }
+
+    void readOnlyAndTranslatedWhileOpen()
+    {
+        m_viewer->addAlert(alert("one"));
+        QTRY_COMPARE(state(), QStringLiteral("Mireval - Alert 1 of 1|one\n|0|0"));
+        QVERIFY(m_viewer->findChild<QTextEdit*>()->isReadOnly());
+        QTranslator german;
+        QVERIFY(german.load(QStringLiteral("wardlet_de"), QStringLiteral(TRANSLATIONS_DIR)));
+        QCoreApplication::installTranslator(&german);
+        QTRY_COMPARE(m_viewer->windowTitle(), QStringLiteral("Mireval - Warnung 1 von 1"));
+        QCoreApplication::removeTranslator(&german);
+    }
 
     void floodKeepsTheNewest()
     {

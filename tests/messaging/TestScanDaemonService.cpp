@@ -73,6 +73,10 @@ private slots:
         QTest::newRow("versions, waiting for update")
             << words({5}) + text("a") + text("") + text("c") + words({1, 1, 0, 1})
             << QStringList{"product=a", "engine=", "defs=c", "defs=Waiting for update"};
+        // A year past what a date can hold must not wrap into one long ago.
+        QTest::newRow("versions, year too large")
+            << words({5}) + text("a") + text("b") + text("c") + words({14, 3, 0xFFFFFFFF, 1})
+            << QStringList{"product=a", "engine=b", "defs=c", "defs= rev. 1"};
         QTest::newRow("versions, impossible date") << words({5}) + text("a") + text("b") + text("c")
                 + words({31, 2, 2020, 1}) << QStringList{"product=a", "engine=b", "defs=c", "defs= rev. 1"};
         // The count runs past the end: the next count is read right behind it.

@@ -1,5 +1,6 @@
 #include "ui/StatusWindow.h"
 
+#include <QGroupBox>
 #include <QLabel>
 #include <QPushButton>
 #include <QTranslator>
@@ -16,10 +17,43 @@ class TestStatusWindow final : public QObject
             texts << label->text();
         for (const QPushButton* button : window.findChildren<QPushButton*>())
             texts << button->text();
+        for (const QGroupBox* box : window.findChildren<QGroupBox*>())
+            texts << box->title();
         return texts;
     }
 
 private slots:
+    // Each value stands right of its caption on the same line; the banner is left of them all and
+    // the close button at the bottom right.
+    void layout()
+    {
+        StatusWindow window;
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        QList<QLabel*> labels = window.findChildren<QLabel*>();
+        const auto at = [&window](const QWidget* widget) {
+            return widget->mapTo(&window, QPoint(0, 0));
+        };
+        // The banner is the tall picture.
+        const QLabel* banner
+            = *std::find_if(labels.begin(), labels.end(), [](QLabel* l) { return l->height() > 300; });
+        int captions = 0;
+        for (const QLabel* caption : labels) {
+            if (!caption->text().endsWith(':'))
+                continue;
+            ++captions;
+            const auto value = std::find_if(labels.begin(), labels.end(), [&](QLabel* l) {
+                return l->parent() == caption->parent() && at(l).y() == at(caption).y()
+                    && at(l).x() > at(caption).x();
+            });
+            QVERIFY2(value != labels.end(), qPrintable(caption->text()));
+            QVERIFY(at(banner).x() + banner->width() <= at(caption).x());
+        }
+        QCOMPARE(captions, 10);
+        const QPushButton* close = window.findChildren<QPushButton*>().last();
+        QVERIFY(at(close).x() > window.width() / 2 && at(close).y() > window.height() * 3 / 4);
+    }
+
     // A language chosen while the window is open reaches every caption, and a running update
     // keeps saying so.
     void takesANewLanguage()
@@ -32,9 +66,10 @@ private slots:
         QCoreApplication::installTranslator(&german);
         QTRY_VERIFY(texts(window).contains(QStringLiteral("Programm:")));
         const QStringList shown = texts(window);
-        for (const char* text : {"Programm:", "Scan-Engine:", "Version:", "Vigilon:", "Prüfung:", "Server:",
-                                 "Gruppe:", "Zuletzt verbunden:", "Standort:", "Richtlinien-Seriennummer:",
-                                 "&Novarel läuft", "&Schließen", "Trevanta", "Enabled"})
+        for (const char* text :
+             {"Programm:", "Scan-Engine:", "Version:", "Vigilon:", "Prüfung:", "Server:", "Gruppe:",
+              "Zuletzt verbunden:", "Standort:", "Richtlinien-Seriennummer:", "&Novarel läuft", "&Schließen",
+              "Trevanta", "Enabled", "Programmversion", "Virendefinitionen", "Status", "Verwaltung"})
             QVERIFY2(shown.contains(QString::fromUtf8(text)), text);
         QCOMPARE(window.findChildren<QPushButton*>().first()->shortcut(),
                  QKeySequence(QStringLiteral("Alt+N")));

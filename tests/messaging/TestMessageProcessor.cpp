@@ -130,6 +130,15 @@ private slots:
         }
     }
 
+    void serviceZero()
+    {
+        Service zero(0, m_log);
+        MessageProcessor processor(&m_transport);
+        QCOMPARE(processor.registerService(&zero), 0);
+        feed(processor, Wire::frame(0, "z"), 1024);
+        QCOMPARE(m_log, QStringList{"0:1:7a"});
+    }
+
     void channelBound()
     {
         MessageProcessor processor(&m_transport, 3);

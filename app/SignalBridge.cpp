@@ -40,6 +40,31 @@ SignalBridge::~SignalBridge()
     }
 }
 
+sigset_t SignalBridge::holdWakeUps()
+{
+    sigset_t wakeUp;
+    sigset_t previousMask;
+    sigemptyset(&wakeUp);
+    sigaddset(&wakeUp, SIGUSR2);
+    sigprocmask(SIG_BLOCK, &wakeUp, &previousMask);
+    return previousMask;
+}
+
+void SignalBridge::installHandlers()
+{
+    struct sigaction action = {}; // zero-initialised: no flags, an empty mask
+    action.sa_handler = SignalBridge::handle;
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
+    sigaction(SIGUSR2, &action, nullptr);
+    std::signal(SIGPIPE, SIG_IGN);
+}
+
+void SignalBridge::releaseWakeUps(const sigset_t& previousMask)
+{
+    sigprocmask(SIG_SETMASK, &previousMask, nullptr);
+}
+
 void SignalBridge::handle(int signal)
 {
     const bool quit = signal == SIGINT || signal == SIGTERM;

@@ -2,6 +2,8 @@
 
 #include <QObject>
 
+#include <csignal>
+
 class QSocketNotifier;
 
 // Carries SIGUSR2, SIGINT and SIGTERM from the signal handler into the event loop: the
@@ -14,9 +16,12 @@ public:
     explicit SignalBridge(QObject* parent = nullptr);
     ~SignalBridge() override;
 
-    // For sigaction(): never blocks. Without an open bridge SIGINT and SIGTERM end the
-    // process at once and SIGUSR2 is dropped.
-    static void handle(int signal);
+    // Holds SIGUSR2 back while the program starts, so that a wake-up sent before the handler
+    // is in place is answered rather than ending the process. Returns the mask to restore.
+    static sigset_t holdWakeUps();
+    // Routes SIGINT, SIGTERM and SIGUSR2 to the bridge and ignores SIGPIPE.
+    static void installHandlers();
+    static void releaseWakeUps(const sigset_t& previousMask);
 
 signals:
     // SIGUSR2: another copy, or another part of the suite, wants the status refreshed.
@@ -24,6 +29,9 @@ signals:
     void quitRequested();
 
 private:
+    // Never blocks. Without an open bridge SIGINT and SIGTERM end the process at once and
+    // SIGUSR2 is dropped.
+    static void handle(int signal);
     void readToken();
 
     int m_fds[2] = {-1, -1};

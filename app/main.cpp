@@ -7,7 +7,6 @@
 #include <QStyle>
 #include <QStyleFactory>
 
-#include <csignal>
 #include <syslog.h>
 
 namespace {
@@ -35,22 +34,9 @@ int main(int argc, char** argv)
     if (!instance.claim())
         return 0;
 
-    // SIGUSR2 waits until the signal bridge exists.
-    sigset_t wakeUp;
-    sigset_t previousMask;
-    sigemptyset(&wakeUp);
-    sigaddset(&wakeUp, SIGUSR2);
-    sigprocmask(SIG_BLOCK, &wakeUp, &previousMask);
-
+    const sigset_t previousMask = SignalBridge::holdWakeUps();
     WardletApp app(argc, argv);
-
-    struct sigaction action = {};
-    action.sa_handler = SignalBridge::handle;
-    sigemptyset(&action.sa_mask);
-    sigaction(SIGINT, &action, nullptr);
-    sigaction(SIGTERM, &action, nullptr);
-    sigaction(SIGUSR2, &action, nullptr);
-    std::signal(SIGPIPE, SIG_IGN);
+    SignalBridge::installHandlers();
 
     QStyle* style = createStyle();
     QApplication::setStyle(style);
@@ -59,6 +45,6 @@ int main(int argc, char** argv)
 
     instance.serve();
     app.start();
-    sigprocmask(SIG_SETMASK, &previousMask, nullptr);
+    SignalBridge::releaseWakeUps(previousMask);
     return app.exec();
 }

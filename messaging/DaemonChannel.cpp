@@ -24,8 +24,9 @@ int connectSocket(Channel channel)
         return -1;
     }
     const sockaddr_un address = ChannelAddress::address(ChannelAddress::name(channel));
-    if (::connect(fd, reinterpret_cast<const sockaddr*>(&address), ChannelAddress::Length) == -1
-        && errno != EINPROGRESS) {
+    // A Unix socket connects at once or not at all (EAGAIN when the daemon's backlog is full):
+    // either way the next attempt comes with the retry.
+    if (::connect(fd, reinterpret_cast<const sockaddr*>(&address), ChannelAddress::Length) == -1) {
         ::close(fd);
         return -1;
     }

@@ -77,7 +77,7 @@ bool MessageProcessor::sendPending()
     const long written = m_transport->write(m_sendBlock + m_sendDone, m_sendSize - m_sendDone, status);
     // Interrupted, would block or failed: the frame stays in progress. A peer that has gone is
     // noticed on the read side, which ends the connection.
-    if (written <= 0 || status != MessageTransport::Status::Ok)
+    if (written <= 0)
         return true;
 
     m_sendDone += int(written);

@@ -22,7 +22,6 @@ AlertViewer::AlertViewer(QWidget* parent)
     layout->addItem(new QSpacerItem(8, 8, QSizePolicy::Minimum, QSizePolicy::Minimum), 0, 0, 1, 1);
 
     m_text = new QTextEdit(this);
-    m_text->setObjectName(QStringLiteral("text"));
     m_text->setReadOnly(true);
     layout->addWidget(m_text, 1, 0, 1, 4);
 
@@ -91,7 +90,8 @@ void AlertViewer::logDropped()
 
 void AlertViewer::showAlert(int position)
 {
-    if (position < 0 || position >= count() || position == m_current)
+    // A click can come in before present() has caught the buttons up with a burst.
+    if (position < 0 || position >= count())
         return;
     m_current = position;
     m_text->setText(m_texts.at(m_current));

@@ -27,7 +27,6 @@ public:
     // (or to the front) once the burst the alert came in has been read.
     void addAlert(const Alert& alert);
     int count() const { return int(m_texts.size()); }
-    int current() const { return m_current; }
 
 protected:
     void closeEvent(QCloseEvent* event) override;

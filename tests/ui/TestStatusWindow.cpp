@@ -50,8 +50,43 @@ private slots:
             QVERIFY(at(banner).x() + banner->width() <= at(caption).x());
         }
         QCOMPARE(captions, 10);
+        const QPushButton* update = window.findChildren<QPushButton*>().first();
+        QVERIFY(at(update).x() > window.width() / 2 && at(update).y() < window.height() / 2);
         const QPushButton* close = window.findChildren<QPushButton*>().last();
         QVERIFY(at(close).x() > window.width() / 2 && at(close).y() > window.height() * 3 / 4);
+        // Nothing is drawn over anything else.
+        const QList<QWidget*> widgets = window.findChildren<QWidget*>();
+        for (const QWidget* a : widgets) {
+            for (const QWidget* b : widgets)
+                QVERIFY(a == b || a->parent() != b->parent() || !a->geometry().intersects(b->geometry()));
+        }
+    }
+
+    // It opens with room for a definitions version of the form the daemon sends; made wider,
+    // it gives the values the larger share.
+    void sizing()
+    {
+        StatusWindow window;
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        const QSize opened = window.size();
+        window.setDefinitionsVersion(QStringLiteral("12/31/2027 rev. 99"));
+        QCoreApplication::sendPostedEvents();
+        QCOMPARE(window.size(), opened);
+
+        QLabel* caption = nullptr;
+        for (QLabel* label : window.findChildren<QLabel*>()) {
+            if (label->text() == QLatin1String("Program:"))
+                caption = label;
+        }
+        QLabel* value
+            = window.findChildren<QLabel*>().at(window.findChildren<QLabel*>().indexOf(caption) + 1);
+        const int captionWidth = caption->width();
+        const int valueWidth = value->width();
+        window.resize(opened.width() + 300, opened.height());
+        QTRY_VERIFY(value->width() > valueWidth + 150);
+        QVERIFY(caption->width() > captionWidth + 50);
+        QVERIFY(value->width() - valueWidth > caption->width() - captionWidth);
     }
 
     // A language chosen while the window is open reaches every caption, and a running update

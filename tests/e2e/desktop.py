@@ -156,12 +156,6 @@ class Simulator:
                           and frames, timeout)
 
 
-class ClientMessage(ctypes.Structure):
-    _fields_ = [("type", ctypes.c_int), ("serial", ctypes.c_ulong), ("send_event", ctypes.c_int),
-                ("display", ctypes.c_void_p), ("window", ctypes.c_ulong), ("message_type", ctypes.c_ulong),
-                ("format", ctypes.c_int), ("data", ctypes.c_long * 5), ("pad", ctypes.c_long * 12)]
-
-
 class DesktopTest(unittest.TestCase):
     """A test on a fresh desktop of its own; self.sim is the daemon simulator, self.wardlet the program."""
 
@@ -337,20 +331,6 @@ class DesktopTest(unittest.TestCase):
 
     def wait_gone(self, title, timeout=3):
         self.assertTrue(wait_until(lambda: not self.windows(title), timeout), f'the window "{title}" stays')
-
-    def close_window(self, window):
-        """Asks the program to close window, as a window manager's close button would."""
-        xlib = ctypes.CDLL("libX11.so.6")
-        xlib.XOpenDisplay.restype, xlib.XInternAtom.restype = ctypes.c_void_p, ctypes.c_ulong
-        xlib.XInternAtom.argtypes = [ctypes.c_void_p, ctypes.c_char_p, ctypes.c_int]
-        xlib.XSendEvent.argtypes = [ctypes.c_void_p, ctypes.c_ulong, ctypes.c_int, ctypes.c_long, ctypes.c_void_p]
-        xlib.XCloseDisplay.argtypes = [ctypes.c_void_p]
-        display = xlib.XOpenDisplay(self.env["DISPLAY"].encode())
-        event = ClientMessage(type=33, send_event=1, window=int(window), format=32,  # ClientMessage
-                              message_type=xlib.XInternAtom(display, b"WM_PROTOCOLS", 0))
-        event.data[0] = xlib.XInternAtom(display, b"WM_DELETE_WINDOW", 0)
-        xlib.XSendEvent(display, int(window), 0, 0, ctypes.byref(event))
-        xlib.XCloseDisplay(display)  # flushes
 
     def atspi(self, title, *press):
         """Runs widgets.py on the shown window title and returns what it printed."""

@@ -24,10 +24,17 @@ class SingleInstance(DesktopTest):
         second = self.start_wardlet(log_name="second")
         self.assertEqual(exit_status(second, 3), 0)
         self.assertLess(time.monotonic() - started, 2, "the second start took its time")
-        self.wait_window("Trevanta")
+        window = self.wait_window("Trevanta")
         self.assertTrue(wait_until(lambda: not os.path.exists(wake_up_file(first.pid)), 2), "the wake-up file stays")
         self.assertEqual(len(self.tray_icons()), 1, "the second start put up an icon")
         self.assertNotIn("kvs: connected", self.sim.lines(mark), "the second start connected")
+
+        # Open already, the window takes the keyboard focus back on the next start.
+        panel = self.run_tool("xdotool", "search", "--class", "trayer").split()[0]
+        self.run_tool("xdotool", "windowfocus", "--sync", panel)
+        self.assertEqual(exit_status(self.start_wardlet(log_name="third"), 3), 0)
+        self.assertTrue(wait_until(lambda: self.run_tool("xdotool", "getwindowfocus").strip() == window, 3),
+                        "the status window did not take the focus")
         self.assertIsNone(first.poll())
 
 

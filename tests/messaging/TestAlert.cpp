@@ -51,17 +51,9 @@ private slots:
         const Alert a = filledAlert();
         const QString letters = QStringLiteral("ACEFLNUPSVT");
         // The time in the user's zone, not in UTC.
-        const QStringList values{a.fieldA,
-                                 a.fieldC,
-                                 a.fieldE,
-                                 a.fieldF,
-                                 a.fieldL,
-                                 a.fieldN,
-                                 a.fieldN,
-                                 a.fieldP,
-                                 a.fieldS,
-                                 a.fieldV,
-                                 "Sun Mar 13 16:06:40 2011"};
+        const QStringList values = QStringList()
+            << a.fieldA << a.fieldC << a.fieldE << a.fieldF << a.fieldL << a.fieldN << a.fieldN << a.fieldP
+            << a.fieldS << a.fieldV << "Sun Mar 13 16:06:40 2011";
         for (int i = 0; i < letters.size(); ++i) {
             for (const QChar letter : {letters[i], letters[i].toLower()})
                 QTest::addRow("~%c", letter.toLatin1()) << "<~" + QString(letter) + ">"
@@ -114,6 +106,8 @@ private slots:
         // One character over, kept as the last one of the template: found by fuzzing.
         alert.format += 'y';
         QCOMPARE(alert.text(), QString(Alert::MaxTextLength - 1, 'x') + QChar(0x2026));
+        alert.format += 'z';
+        QCOMPARE(alert.text(), QString(Alert::MaxTextLength - 1, 'x') + QChar(0x2026));
     }
 
     void missingFieldsLeaveNoTrace()
@@ -148,17 +142,9 @@ private slots:
         QFETCH(QByteArray, record);
         QFETCH(QString, fields);
         const Alert a = Alert::fromRecord(Wire::bytes(record), int(record.size()));
-        const QStringList got{QString::number(a.time),
-                              a.fieldL,
-                              a.fieldE,
-                              a.fieldV,
-                              a.fieldP,
-                              a.fieldC,
-                              a.fieldS,
-                              a.fieldN,
-                              a.fieldA,
-                              a.fieldF,
-                              a.format};
+        const QStringList got = QStringList()
+            << QString::number(a.time) << a.fieldL << a.fieldE << a.fieldV << a.fieldP << a.fieldC << a.fieldS
+            << a.fieldN << a.fieldA << a.fieldF << a.format;
         QCOMPARE(got.join('|'), fields);
     }
 };

@@ -79,11 +79,9 @@ void UpdateLauncher::ended(int exitCode, int exitStatus)
     dropProcess();
     const bool success = exitStatus == QProcess::NormalExit && exitCode == 0;
     emit runningChanged(false);
-    if (success) {
-        emit availabilityChanged(canLaunch());
-    } else {
+    // The button comes back only once the user has seen the warning.
+    if (!success)
         warn(QT_TRANSLATE_NOOP("QMessageBox", "Novarel failed"));
-        emit availabilityChanged(canLaunch());
-    }
+    emit availabilityChanged(canLaunch());
     emit finished(success);
 }

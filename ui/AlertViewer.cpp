@@ -119,7 +119,6 @@ void AlertViewer::closeEvent(QCloseEvent* event)
     m_presenter.stop();
     m_texts.clear();
     m_current = 0;
-    m_textStale = false;
     m_text->clear();
     updateView();
     QDialog::closeEvent(event);

@@ -135,16 +135,6 @@ private slots:
         QVERIFY(scanDaemon.accept());
         QVERIFY(channels.isUp(Channel::ScanDaemon));
     }
-
-    void daemonMustBindTheFullAddress()
-    {
-        const socklen_t shortLength = socklen_t(3 + ChannelAddress::name(Channel::ScanDaemon).size());
-        Peer scanDaemon(Channel::ScanDaemon, shortLength);
-        ChannelSupervisor channels;
-        channels.start();
-        QVERIFY(!scanDaemon.accept(1500));
-        QVERIFY(!channels.isUp(Channel::ScanDaemon));
-    }
 };
 
 QTEST_GUILESS_MAIN(TestChannelSupervisor)

@@ -101,6 +101,9 @@ private slots:
             << QStringList{"2:7:6162"} << true;
         // An empty body is handed over once the next bytes arrive.
         QTest::newRow("empty body") << Wire::frame(3, "") + two << QStringList{"3:1:", "2:7:6162"} << true;
+        // The largest length is taken; its body would grow only as its bytes came.
+        QTest::newRow("length 0x7FFFFFFE taken")
+            << two + Wire::words({0, 2, 0, 1, 0x7FFFFFFE}) << QStringList{"2:7:6162"} << true;
         const QByteArray impossible = Wire::words({0, 2, 0, 1, 0x7FFFFFFF});
         QTest::newRow("length 0x7FFFFFFF refused")
             << two + impossible + three << QStringList{"2:7:6162"} << false;

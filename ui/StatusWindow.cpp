@@ -71,7 +71,6 @@ StatusWindow::StatusWindow(QWidget* parent)
     m_bannerLabel->setFrameShape(QFrame::StyledPanel);
     m_bannerLabel->setFrameShadow(QFrame::Sunken);
     m_bannerLabel->setPixmap(m_banner);
-    m_bannerLabel->setScaledContents(false);
     imageColumn->addWidget(m_bannerLabel, 0);
     contentRow->addLayout(imageColumn);
 

@@ -95,6 +95,11 @@ private slots:
         QVERIFY(tray.icon()->isVisible());
         QCOMPARE(tray.icon()->icon().pixmap(22, 22).toImage(), QPixmap(tray_green_xpm).toImage());
         QCOMPARE(settings().value("Wardlet/ShowIcon").toBool(), true);
+        // Hidden and shown again, it is the same icon: a second one would stay behind.
+        tray.setShown(false);
+        tray.setShown(true);
+        QCOMPARE(tray.findChildren<QSystemTrayIcon*>().size(), 1);
+        QVERIFY(tray.icon()->isVisible());
     }
 
     void destroyedIconComesBack()

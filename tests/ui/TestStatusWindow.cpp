@@ -50,6 +50,10 @@ private slots:
             QVERIFY(at(banner).x() + banner->width() <= at(caption).x());
         }
         QCOMPARE(captions, 10);
+        // The title stands out above them.
+        const QLabel* title = *std::find_if(labels.begin(), labels.end(),
+                                            [](QLabel* l) { return l->text() == QLatin1String("Trevanta"); });
+        QVERIFY(title->font().bold() && title->font().pointSize() > labels.last()->font().pointSize());
         const QPushButton* update = window.findChildren<QPushButton*>().first();
         QVERIFY(at(update).x() > window.width() / 2 && at(update).y() < window.height() / 2);
         const QPushButton* close = window.findChildren<QPushButton*>().last();

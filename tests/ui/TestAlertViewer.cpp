@@ -48,6 +48,19 @@ private slots:
         QCoreApplication::removeTranslator(&german);
     }
 
+    // The text fills the window; the buttons sit side by side below it, "<<" first.
+    void layout()
+    {
+        m_viewer->addAlert(alert("one"));
+        QTRY_VERIFY(m_viewer->isVisible());
+        const QRect text = m_viewer->findChild<QTextEdit*>()->geometry();
+        const QRect previous = m_viewer->findChild<QPushButton*>("previousButton")->geometry();
+        const QRect next = m_viewer->findChild<QPushButton*>("nextButton")->geometry();
+        QVERIFY(text.width() > m_viewer->width() * 3 / 4);
+        QVERIFY(previous.top() > text.bottom() && next.top() == previous.top()
+                && next.left() > previous.right());
+    }
+
     void floodKeepsTheNewest()
     {
         m_viewer->addAlert(alert("a0"));

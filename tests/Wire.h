@@ -24,6 +24,12 @@ inline QByteArray words(std::initializer_list<quint32> values)
     return bytes;
 }
 
+// The scan daemon's texts: a count that includes the terminating zero, the bytes, the zero.
+inline QByteArray text(const QByteArray& bytes)
+{
+    return words({quint32(bytes.size() + 1)}) + bytes + '\0';
+}
+
 inline QByteArray frame(int serviceId, const QByteArray& body, int sequence = 1)
 {
     return words({0, quint32(serviceId), 0, quint32(sequence), quint32(body.size())}) + body;

@@ -5,6 +5,8 @@
 
 #include <ctime>
 
+using Wire::text;
+
 namespace {
 
 // Every field distinct; one holds template syntax, which must come out as it is.
@@ -22,11 +24,6 @@ Alert filledAlert()
     alert.fieldV = QStringLiteral("Test.~V\\n");
     alert.time = 1300000000;
     return alert;
-}
-
-QByteArray text(const QByteArray& bytes)
-{
-    return Wire::words({quint32(bytes.size() + 1)}) + bytes + '\0';
 }
 
 } // namespace

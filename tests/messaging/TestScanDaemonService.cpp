@@ -4,15 +4,10 @@
 
 #include <QtTest>
 
+using Wire::text;
 using Wire::words;
 
 namespace {
-
-// The scan daemon's texts: a count that includes the terminating zero, the bytes, the zero.
-QByteArray text(const QByteArray& bytes)
-{
-    return words({quint32(bytes.size() + 1)}) + bytes + '\0';
-}
 
 // Hands one report to the service and returns what it announced, in order.
 QStringList events(const QByteArray& body)

@@ -56,6 +56,7 @@ private slots:
         const QRect text = m_viewer->findChild<QTextEdit*>()->geometry();
         const QRect previous = m_viewer->findChild<QPushButton*>("previousButton")->geometry();
         const QRect next = m_viewer->findChild<QPushButton*>("nextButton")->geometry();
+        QVERIFY(m_viewer->width() >= 480 && m_viewer->height() >= 360);
         QVERIFY(text.width() > m_viewer->width() * 3 / 4);
         QVERIFY(previous.top() > text.bottom() && next.top() == previous.top()
                 && next.left() > previous.right());
@@ -66,6 +67,9 @@ private slots:
         m_viewer->addAlert(alert("a0"));
         m_viewer->addAlert(alert("a1"));
         QTRY_COMPARE(state(), QStringLiteral("Mireval - Alert 1 of 2|a0\n|0|1"));
+        click("nextButton");
+        click("previousButton");
+        QCOMPARE(state(), QStringLiteral("Mireval - Alert 1 of 2|a0\n|0|1"));
         click("nextButton");
         // New alerts leave the reader's place in the shown text alone.
         auto* text = m_viewer->findChild<QTextEdit*>();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QTranslator>
 
 // Qt's own texts and the program's, in the user's language. Installed on construction, so
@@ -13,6 +14,8 @@ public:
     Translations& operator=(const Translations&) = delete;
 
 private:
+    // A translation read from the current directory; the translator reads it in place.
+    QByteArray m_localTranslation;
     QTranslator m_qt;
     QTranslator m_program;
 };

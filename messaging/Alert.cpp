@@ -2,77 +2,127 @@
 
 #include "BodyReader.h"
 
-#include <clocale>
+#include <algorithm>
 #include <cstring>
 #include <ctime>
 #include <langinfo.h>
 
 namespace {
 
-// The daemon writes times in the user's locale and zone, so both are read again for every ~T.
-void appendTime(time_t time, QString& out)
+// The expanded text under construction. It never takes in more than one character past the
+// bound, so a template that repeats a long field costs no more memory than the bound itself.
+class BoundedText final
+{
+public:
+    bool isFull() const { return m_text.size() > Alert::MaxTextLength; }
+
+    void append(QChar c)
+    {
+        if (!isFull())
+            m_text += c;
+    }
+
+    void append(const QString& piece)
+    {
+        const qsizetype room = Alert::MaxTextLength + 1 - m_text.size();
+        if (room > 0)
+            m_text.append(piece.constData(), int(std::min(room, qsizetype(piece.size()))));
+    }
+
+    // What a field supplies is the sender's: a line break, a control character or a change of
+    // writing direction inside it would let it forge lines or hide the template's own words.
+    void appendField(const QString& field)
+    {
+        for (const QChar c : field) {
+            if (isFull())
+                return;
+            const char16_t u = c.unicode();
+            if (u < 0x20 || (u >= 0x7F && u < 0xA0))
+                append(QStringLiteral("\\x%1").arg(int(u), 2, 16, QLatin1Char('0')));
+            else if ((u >= 0x202A && u <= 0x202E) || (u >= 0x2066 && u <= 0x2069) || u == 0x2028
+                     || u == 0x2029)
+                append(QStringLiteral("\\u%1").arg(int(u), 4, 16, QLatin1Char('0')));
+            else
+                append(c);
+        }
+    }
+
+    QString take()
+    {
+        if (isFull()) {
+            m_text.truncate(Alert::MaxTextLength - 1);
+            m_text += QChar(0x2026);
+        }
+        m_text.squeeze();
+        return std::move(m_text);
+    }
+
+private:
+    QString m_text = QStringLiteral("");
+};
+
+// The daemon writes times in the user's locale and zone: the locale the program took from the
+// environment at start, and the zone as it is now.
+void appendTime(time_t time, BoundedText& out)
 {
     if (time == 0)
         return;
-    const tm* local = localtime(&time);
-    setlocale(LC_ALL, "");
-    if (!local)
+    tm local = {};
+    if (!localtime_r(&time, &local))
         return;
-    const char* layout = nl_langinfo(D_T_FMT);
     char text[128] = {};
-    strftime(text, sizeof text, layout, local);
-    out += QString::fromUtf8(text, int(strnlen(text, sizeof text)));
+    strftime(text, sizeof text, nl_langinfo(D_T_FMT), &local);
+    out.appendField(QString::fromUtf8(text, int(strnlen(text, sizeof text))));
 }
 
-// Appends what ~letter stands for; false when the letter is no escape and the tilde is plain text.
-bool appendEscape(const Alert& alert, QChar letter, QString& out)
+const QString* field(const Alert& alert, char16_t letter)
 {
-    switch (letter.unicode()) {
+    switch (letter) {
     case 'A':
     case 'a':
-        out += alert.fieldA;
-        return true;
+        return &alert.fieldA;
     case 'C':
     case 'c':
-        out += alert.fieldC;
-        return true;
+        return &alert.fieldC;
     case 'E':
     case 'e':
-        out += alert.fieldE;
-        return true;
+        return &alert.fieldE;
     case 'F':
     case 'f':
-        out += alert.fieldF;
-        return true;
+        return &alert.fieldF;
     case 'L':
     case 'l':
-        out += alert.fieldL;
-        return true;
+        return &alert.fieldL;
     case 'N':
     case 'n':
     case 'U':
     case 'u':
-        out += alert.fieldN;
-        return true;
+        return &alert.fieldN;
     case 'P':
     case 'p':
-        out += alert.fieldP;
-        return true;
+        return &alert.fieldP;
     case 'S':
     case 's':
-        out += alert.fieldS;
-        return true;
+        return &alert.fieldS;
     case 'V':
     case 'v':
-        out += alert.fieldV;
-        return true;
-    case 'T':
-    case 't':
+        return &alert.fieldV;
+    default:
+        return nullptr;
+    }
+}
+
+// Appends what ~letter stands for; false when the letter is no escape and the tilde is plain text.
+bool appendEscape(const Alert& alert, QChar letter, BoundedText& out)
+{
+    if (letter == QLatin1Char('T') || letter == QLatin1Char('t')) {
         appendTime(alert.time, out);
         return true;
-    default:
-        return false;
     }
+    const QString* value = field(alert, letter.unicode());
+    if (value)
+        out.appendField(*value);
+    return value != nullptr;
 }
 
 // Exact ASCII match in either case; Unicode case variants of a letter are plain text.
@@ -85,32 +135,30 @@ bool isLetter(QChar c, char upper)
 
 QString Alert::text() const
 {
-    QString out = QStringLiteral("");
+    BoundedText out;
     const qsizetype n = format.size();
     qsizetype i = 0;
     // Set only by \r, so that the \r\n a template author writes out of habit gives a single line end.
     bool lineEnded = false;
-    // Each step adds at most one field, so stopping once past the bound keeps a template full
-    // of escapes from multiplying the fields' size.
-    while (i < n - 1 && out.size() <= MaxTextLength) {
+    while (i < n - 1 && !out.isFull()) {
         const QChar c = format.at(i);
         const QChar d = format.at(i + 1);
         bool endsLine = false;
         if (c == QLatin1Char('~') && appendEscape(*this, d, out)) {
             i += 2;
         } else if (c == QLatin1Char('\\') && isLetter(d, 'T')) {
-            out += QLatin1Char('\t');
+            out.append(QLatin1Char('\t'));
             i += 2;
         } else if (c == QLatin1Char('\\') && isLetter(d, 'R')) {
-            out += QLatin1String("\r\n");
+            out.append(QStringLiteral("\r\n"));
             endsLine = true;
             i += 2;
         } else if (c == QLatin1Char('\\') && isLetter(d, 'N')) {
             if (!lineEnded)
-                out += QLatin1String("\r\n");
+                out.append(QStringLiteral("\r\n"));
             i += 2;
         } else {
-            out += c;
+            out.append(c);
             ++i;
         }
         lineEnded = endsLine;
@@ -119,13 +167,9 @@ QString Alert::text() const
     if (i == n - 1) {
         const QChar last = format.at(i);
         if (last.unicode() >= 0x01 && last.unicode() <= 0xFF)
-            out += last;
+            out.append(last);
     }
-    if (out.size() > MaxTextLength) {
-        out.truncate(MaxTextLength - 1);
-        out += QChar(0x2026);
-    }
-    return out;
+    return out.take();
 }
 
 Alert Alert::fromRecord(const unsigned char* data, int length)

@@ -2,20 +2,20 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="de_DE">
 <context>
-    <name>AlertViewer</name>
+    <name>AlertView</name>
     <message>
-        <location filename="../ui/AlertViewer.cpp" line="104"/>
+        <location filename="../ui/AlertViewer.cpp" line="+107"/>
         <source>Mireval - Alert %1 of %2</source>
         <comment>title</comment>
         <translation>Mireval - Warnung %1 von %2</translation>
     </message>
     <message>
-        <location filename="../ui/AlertViewer.cpp" line="110"/>
+        <location line="+8"/>
         <source>&lt;&lt;</source>
         <translation>&lt;&lt;</translation>
     </message>
     <message>
-        <location filename="../ui/AlertViewer.cpp" line="111"/>
+        <location line="+1"/>
         <source>&gt;&gt;</source>
         <translation>&gt;&gt;</translation>
     </message>
@@ -23,303 +23,303 @@
 <context>
     <name>DefsFormat</name>
     <message>
-        <location filename="../messaging/ScanDaemonService.cpp" line="18"/>
+        <location filename="../messaging/ScanDaemonService.cpp" line="+18"/>
         <source>Waiting for update</source>
         <translation>Warte auf Aktualisierung</translation>
     </message>
     <message>
-        <location filename="../messaging/ScanDaemonService.cpp" line="27"/>
+        <location line="+9"/>
         <source>%1 rev. %2</source>
         <translation>%1 Rev. %2</translation>
     </message>
 </context>
 <context>
-    <name>QMessageBox</name>
+    <name>MainView</name>
     <message>
-        <location filename="../tray/UpdateLauncher.cpp" line="14"/>
-        <source>Warning</source>
-        <comment>title</comment>
-        <translation>Warnung</translation>
-    </message>
-    <message>
-        <location filename="../tray/UpdateLauncher.cpp" line="74"/>
-        <source>Failed to launch Novarel</source>
-        <translation>Novarel konnte nicht gestartet werden</translation>
-    </message>
-    <message>
-        <location filename="../tray/UpdateLauncher.cpp" line="85"/>
-        <source>Novarel failed</source>
-        <translation>Novarel ist fehlgeschlagen</translation>
-    </message>
-</context>
-<context>
-    <name>StatusWindow</name>
-    <message>
-        <location filename="../ui/StatusWindow.cpp" line="189"/>
+        <location filename="../ui/StatusWindow.cpp" line="+172"/>
         <source>&amp;Novarel is running</source>
         <translation>&amp;Novarel läuft</translation>
     </message>
     <message>
-        <location filename="../ui/StatusWindow.cpp" line="189"/>
+        <location line="+1"/>
         <source>&amp;Novarel</source>
         <translation>&amp;Novarel</translation>
     </message>
     <message>
-        <location filename="../ui/StatusWindow.cpp" line="249"/>
+        <location line="+60"/>
         <source>Trevanta</source>
         <comment>title</comment>
         <translation>Trevanta</translation>
     </message>
     <message>
-        <location filename="../ui/StatusWindow.cpp" line="250"/>
+        <location line="+1"/>
         <source>Trevanta</source>
         <translation>Trevanta</translation>
     </message>
     <message>
-        <location filename="../ui/StatusWindow.cpp" line="251"/>
+        <location line="+1"/>
         <source>Program Version</source>
         <translation>Programmversion</translation>
     </message>
     <message>
-        <location filename="../ui/StatusWindow.cpp" line="252"/>
+        <location line="+1"/>
         <source>Program:</source>
         <translation>Programm:</translation>
     </message>
     <message>
-        <location filename="../ui/StatusWindow.cpp" line="253"/>
+        <location line="+1"/>
         <source>Scan Engine:</source>
         <translation>Scan-Engine:</translation>
     </message>
     <message>
-        <location filename="../ui/StatusWindow.cpp" line="254"/>
+        <location line="+1"/>
         <source>Definitions</source>
         <translation>Virendefinitionen</translation>
     </message>
     <message>
-        <location filename="../ui/StatusWindow.cpp" line="255"/>
+        <location line="+1"/>
         <source>Version:</source>
         <translation>Version:</translation>
     </message>
     <message>
-        <location filename="../ui/StatusWindow.cpp" line="258"/>
+        <location line="+3"/>
         <source>Alt+N</source>
         <translation>Alt+N</translation>
     </message>
     <message>
-        <location filename="../ui/StatusWindow.cpp" line="259"/>
+        <location line="+1"/>
         <source>Status</source>
         <translation>Status</translation>
     </message>
     <message>
-        <location filename="../ui/StatusWindow.cpp" line="260"/>
+        <location line="+1"/>
         <source>Vigilon:</source>
         <translation>Vigilon:</translation>
     </message>
     <message>
-        <location filename="../ui/StatusWindow.cpp" line="261"/>
+        <location line="+1"/>
         <source>Scan:</source>
         <translation>Prüfung:</translation>
     </message>
     <message>
-        <location filename="../ui/StatusWindow.cpp" line="262"/>
+        <location line="+1"/>
         <source>Management</source>
         <translation>Verwaltung</translation>
     </message>
     <message>
-        <location filename="../ui/StatusWindow.cpp" line="263"/>
+        <location line="+1"/>
         <source>Server:</source>
         <translation>Server:</translation>
     </message>
     <message>
-        <location filename="../ui/StatusWindow.cpp" line="264"/>
+        <location line="+1"/>
         <source>Group:</source>
         <translation>Gruppe:</translation>
     </message>
     <message>
-        <location filename="../ui/StatusWindow.cpp" line="265"/>
+        <location line="+1"/>
         <source>Last Connected:</source>
         <translation>Zuletzt verbunden:</translation>
     </message>
     <message>
-        <location filename="../ui/StatusWindow.cpp" line="266"/>
+        <location line="+1"/>
         <source>Location:</source>
         <translation>Standort:</translation>
     </message>
     <message>
-        <location filename="../ui/StatusWindow.cpp" line="267"/>
+        <location line="+1"/>
         <source>Policy Serial Number:</source>
         <translation>Richtlinien-Seriennummer:</translation>
     </message>
     <message>
-        <location filename="../ui/StatusWindow.cpp" line="268"/>
+        <location line="+1"/>
         <source>&amp;Close</source>
         <translation>&amp;Schließen</translation>
     </message>
     <message>
-        <location filename="../ui/StatusWindow.cpp" line="269"/>
+        <location line="+1"/>
         <source>Alt+C</source>
         <translation>Alt+S</translation>
     </message>
 </context>
 <context>
+    <name>QMessageBox</name>
+    <message>
+        <location filename="../tray/UpdateLauncher.cpp" line="+14"/>
+        <source>Warning</source>
+        <comment>title</comment>
+        <translation>Warnung</translation>
+    </message>
+    <message>
+        <location line="+60"/>
+        <source>Failed to launch Novarel</source>
+        <translation>Novarel konnte nicht gestartet werden</translation>
+    </message>
+    <message>
+        <location line="+10"/>
+        <source>Novarel failed</source>
+        <translation>Novarel ist fehlgeschlagen</translation>
+    </message>
+</context>
+<context>
     <name>WardletApp</name>
     <message>
-        <location filename="../tray/StatusTexts.cpp" line="7"/>
+        <location filename="../tray/StatusTexts.cpp" line="+7"/>
         <source>Disabled</source>
         <comment>VGStatus</comment>
         <translation>Ausgeschaltet</translation>
     </message>
     <message>
-        <location filename="../tray/StatusTexts.cpp" line="9"/>
+        <location line="+2"/>
         <source>Enabled</source>
         <comment>VGStatus</comment>
         <translation>Eingeschaltet</translation>
     </message>
     <message>
-        <location filename="../tray/StatusTexts.cpp" line="11"/>
+        <location line="+2"/>
         <source>Not Installed</source>
         <comment>VGStatus</comment>
         <translation>Nicht installiert</translation>
     </message>
     <message>
-        <location filename="../tray/StatusTexts.cpp" line="15"/>
+        <location line="+4"/>
         <source>Malfunctioning</source>
         <comment>VGStatus</comment>
         <translation>Gestört</translation>
     </message>
     <message>
-        <location filename="../tray/StatusTexts.cpp" line="22"/>
+        <location line="+7"/>
         <source>Starting</source>
         <comment>ScanStatus</comment>
         <translation>Wird gestartet</translation>
     </message>
     <message>
-        <location filename="../tray/StatusTexts.cpp" line="24"/>
+        <location line="+2"/>
         <source>Started</source>
         <comment>ScanStatus</comment>
         <translation>Gestartet</translation>
     </message>
     <message>
-        <location filename="../tray/StatusTexts.cpp" line="26"/>
+        <location line="+2"/>
         <source>Stopping</source>
         <comment>ScanStatus</comment>
         <translation>Wird beendet</translation>
     </message>
     <message>
-        <location filename="../tray/StatusTexts.cpp" line="28"/>
-        <location filename="../tray/StatusTexts.cpp" line="38"/>
+        <location line="+2"/>
+        <location line="+10"/>
         <source>Done</source>
         <comment>ScanStatus</comment>
         <translation>Abgeschlossen</translation>
     </message>
     <message>
-        <location filename="../tray/StatusTexts.cpp" line="30"/>
+        <location line="-8"/>
         <source>Scanning directories</source>
         <comment>ScanStatus</comment>
         <translation>Prüft Verzeichnisse</translation>
     </message>
     <message>
-        <location filename="../tray/StatusTexts.cpp" line="32"/>
+        <location line="+2"/>
         <source>Scanning boot sector</source>
         <comment>ScanStatus</comment>
         <translation>Prüft Bootsektor</translation>
     </message>
     <message>
-        <location filename="../tray/StatusTexts.cpp" line="34"/>
+        <location line="+2"/>
         <source>Scanning memory</source>
         <comment>ScanStatus</comment>
         <translation>Prüft Arbeitsspeicher</translation>
     </message>
     <message>
-        <location filename="../tray/StatusTexts.cpp" line="36"/>
+        <location line="+2"/>
         <source>Scanning files</source>
         <comment>ScanStatus</comment>
         <translation>Prüft Dateien</translation>
     </message>
     <message>
-        <location filename="../tray/StatusTexts.cpp" line="40"/>
+        <location line="+4"/>
         <source>Aborted</source>
         <comment>ScanStatus</comment>
         <translation>Abgebrochen</translation>
     </message>
     <message>
-        <location filename="../tray/StatusTexts.cpp" line="42"/>
+        <location line="+2"/>
         <source>Queued</source>
         <comment>ScanStatus</comment>
         <translation>In der Warteschlange</translation>
     </message>
     <message>
-        <location filename="../tray/StatusTexts.cpp" line="44"/>
+        <location line="+2"/>
         <source>Delayed</source>
         <comment>ScanStatus</comment>
         <translation>Verzögert</translation>
     </message>
     <message>
-        <location filename="../tray/StatusTexts.cpp" line="46"/>
+        <location line="+2"/>
         <source>Scanning proccesses</source>
         <comment>ScanStatus</comment>
         <translation>Prüft Prozesse</translation>
     </message>
     <message>
-        <location filename="../tray/StatusTexts.cpp" line="48"/>
+        <location line="+2"/>
         <source>Suspended</source>
         <comment>ScanStatus</comment>
         <translation>Angehalten</translation>
     </message>
     <message>
-        <location filename="../tray/StatusTexts.cpp" line="50"/>
+        <location line="+2"/>
         <source>Resumed</source>
         <comment>ScanStatus</comment>
         <translation>Fortgesetzt</translation>
     </message>
     <message>
-        <location filename="../tray/StatusTexts.cpp" line="52"/>
+        <location line="+2"/>
         <source>Unknown status</source>
         <comment>ScanStatus</comment>
         <translation>Unbekannter Status</translation>
     </message>
     <message>
-        <location filename="../tray/TrayIcon.cpp" line="56"/>
+        <location filename="../tray/TrayIcon.cpp" line="+60"/>
         <source>Open &amp;Trevanta</source>
         <translation>&amp;Trevanta öffnen</translation>
     </message>
     <message>
-        <location filename="../tray/TrayIcon.cpp" line="59"/>
+        <location line="+3"/>
         <source>&amp;Exit</source>
         <translation>&amp;Beenden</translation>
     </message>
     <message>
-        <location filename="../tray/TrayIcon.cpp" line="111"/>
+        <location line="+52"/>
         <source>Protected.</source>
         <translation>Geschützt.</translation>
     </message>
     <message>
-        <location filename="../tray/TrayIcon.cpp" line="114"/>
+        <location line="+3"/>
         <source>Protected and in touch with the management server.</source>
         <translation>Geschützt und mit dem Verwaltungsserver verbunden.</translation>
     </message>
     <message>
-        <location filename="../tray/TrayIcon.cpp" line="117"/>
+        <location line="+3"/>
         <source>Not protected: the real-time scanner or the scan daemon is not running.</source>
         <translation>Nicht geschützt: Der Echtzeit-Scanner oder der Scan-Dienst läuft nicht.</translation>
     </message>
     <message>
-        <location filename="../tray/TrayIcon.cpp" line="120"/>
+        <location line="+4"/>
         <source>Protected, but the management server cannot be reached.</source>
         <translation>Geschützt, aber der Verwaltungsserver ist nicht erreichbar.</translation>
     </message>
     <message>
-        <location filename="../tray/TrayIcon.cpp" line="123"/>
+        <location line="+4"/>
         <source>Protected. The management client reports an unknown state.</source>
         <translation>Geschützt. Der Verwaltungsdienst meldet einen unbekannten Zustand.</translation>
     </message>
     <message>
-        <location filename="../tray/TrayIcon.cpp" line="126"/>
+        <location line="+3"/>
         <source>Protected, but the management client cannot be reached.</source>
         <translation>Geschützt, aber der Verwaltungsdienst ist nicht erreichbar.</translation>
     </message>
     <message>
-        <location filename="../tray/TrayIcon.cpp" line="129"/>
+        <location line="+3"/>
         <source>Trevanta</source>
         <translation>Trevanta</translation>
     </message>
@@ -327,7 +327,7 @@
 <context>
     <name>main</name>
     <message>
-        <location filename="../app/CommandLine.cpp" line="28"/>
+        <location filename="../app/CommandLine.cpp" line="+51"/>
         <source>Shows in the notification area whether this computer is protected by the Trevanta anti-virus suite. Starting it again opens the running copy&apos;s status window.</source>
         <translation>Zeigt im Benachrichtigungsbereich, ob dieser Computer durch die Antivirus-Suite Trevanta geschützt ist. Ein zweiter Start öffnet das Statusfenster der laufenden Kopie.</translation>
     </message>

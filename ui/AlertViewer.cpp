@@ -3,6 +3,7 @@
 #include "images/alert_icon.xpm"
 
 #include <QCloseEvent>
+#include <QCoreApplication>
 #include <QEvent>
 #include <QGridLayout>
 #include <QPixmap>
@@ -70,7 +71,7 @@ void AlertViewer::present()
 {
     // Laid out once per burst, not once per alert that pushed the shown one out.
     if (m_textStale && !m_texts.isEmpty())
-        m_text->setText(m_texts.at(m_current));
+        m_text->setPlainText(m_texts.at(m_current));
     m_textStale = false;
     updateView();
     // An open viewer is only raised: the user may be typing elsewhere.
@@ -94,7 +95,7 @@ void AlertViewer::showAlert(int position)
     if (position < 0 || position >= count())
         return;
     m_current = position;
-    m_text->setText(m_texts.at(m_current));
+    m_text->setPlainText(m_texts.at(m_current));
     updateView();
 }
 
@@ -103,14 +104,16 @@ void AlertViewer::updateView()
     m_previousButton->setEnabled(m_current > 0);
     m_nextButton->setEnabled(m_current + 1 < count());
     const int shown = m_texts.isEmpty() ? 0 : m_current + 1;
-    setWindowTitle(tr("Mireval - Alert %1 of %2", "title").arg(shown).arg(count()));
+    setWindowTitle(QCoreApplication::translate("AlertView", "Mireval - Alert %1 of %2", "title")
+                       .arg(shown)
+                       .arg(count()));
 }
 
 void AlertViewer::languageChange()
 {
     updateView();
-    m_previousButton->setText(tr("<<"));
-    m_nextButton->setText(tr(">>"));
+    m_previousButton->setText(QCoreApplication::translate("AlertView", "<<"));
+    m_nextButton->setText(QCoreApplication::translate("AlertView", ">>"));
 }
 
 void AlertViewer::closeEvent(QCloseEvent* event)

@@ -4,6 +4,7 @@
 #include "images/window_icon.xpm"
 
 #include <QBoxLayout>
+#include <QCoreApplication>
 #include <QEvent>
 #include <QFont>
 #include <QFrame>
@@ -20,9 +21,12 @@
 namespace {
 
 // Values start as blanks rather than empty so the rows keep their height before the daemons report.
+// They are whatever the daemons and the management server sent: never read as markup.
 QLabel* newValueLabel(int blanks, QWidget* parent)
 {
-    return new QLabel(QString(blanks, QLatin1Char(' ')), parent);
+    auto* label = new QLabel(QString(blanks, QLatin1Char(' ')), parent);
+    label->setTextFormat(Qt::PlainText);
+    return label;
 }
 
 // Group boxes lay out their rows from 1; the empty stretching rows around them keep the pairs
@@ -165,7 +169,8 @@ StatusWindow::StatusWindow(QWidget* parent)
 void StatusWindow::setUpdateRunning(bool running)
 {
     m_updateRunning = running;
-    m_updateButton->setText(running ? tr("&Novarel is running") : tr("&Novarel"));
+    m_updateButton->setText(running ? QCoreApplication::translate("MainView", "&Novarel is running")
+                                    : QCoreApplication::translate("MainView", "&Novarel"));
 }
 
 void StatusWindow::setProductVersion(const QString& value)
@@ -225,27 +230,27 @@ void StatusWindow::setUpdateEnabled(bool enabled)
 
 void StatusWindow::languageChange()
 {
-    setWindowTitle(tr("Trevanta", "title"));
-    m_titleLabel->setText(tr("Trevanta"));
-    m_versionsBox->setTitle(tr("Program Version"));
-    m_programCaption->setText(tr("Program:"));
-    m_engineCaption->setText(tr("Scan Engine:"));
-    m_definitionsBox->setTitle(tr("Definitions"));
-    m_definitionsCaption->setText(tr("Version:"));
+    setWindowTitle(QCoreApplication::translate("MainView", "Trevanta", "title"));
+    m_titleLabel->setText(QCoreApplication::translate("MainView", "Trevanta"));
+    m_versionsBox->setTitle(QCoreApplication::translate("MainView", "Program Version"));
+    m_programCaption->setText(QCoreApplication::translate("MainView", "Program:"));
+    m_engineCaption->setText(QCoreApplication::translate("MainView", "Scan Engine:"));
+    m_definitionsBox->setTitle(QCoreApplication::translate("MainView", "Definitions"));
+    m_definitionsCaption->setText(QCoreApplication::translate("MainView", "Version:"));
     // Keeps the running caption when the language changes mid-update.
     setUpdateRunning(m_updateRunning);
-    m_updateButton->setShortcut(QKeySequence(tr("Alt+N")));
-    m_statusBox->setTitle(tr("Status"));
-    m_scannerCaption->setText(tr("Vigilon:"));
-    m_scanCaption->setText(tr("Scan:"));
-    m_managementBox->setTitle(tr("Management"));
-    m_serverCaption->setText(tr("Server:"));
-    m_groupCaption->setText(tr("Group:"));
-    m_connectedCaption->setText(tr("Last Connected:"));
-    m_locationCaption->setText(tr("Location:"));
-    m_policyCaption->setText(tr("Policy Serial Number:"));
-    m_closeButton->setText(tr("&Close"));
-    m_closeButton->setShortcut(QKeySequence(tr("Alt+C")));
+    m_updateButton->setShortcut(QKeySequence(QCoreApplication::translate("MainView", "Alt+N")));
+    m_statusBox->setTitle(QCoreApplication::translate("MainView", "Status"));
+    m_scannerCaption->setText(QCoreApplication::translate("MainView", "Vigilon:"));
+    m_scanCaption->setText(QCoreApplication::translate("MainView", "Scan:"));
+    m_managementBox->setTitle(QCoreApplication::translate("MainView", "Management"));
+    m_serverCaption->setText(QCoreApplication::translate("MainView", "Server:"));
+    m_groupCaption->setText(QCoreApplication::translate("MainView", "Group:"));
+    m_connectedCaption->setText(QCoreApplication::translate("MainView", "Last Connected:"));
+    m_locationCaption->setText(QCoreApplication::translate("MainView", "Location:"));
+    m_policyCaption->setText(QCoreApplication::translate("MainView", "Policy Serial Number:"));
+    m_closeButton->setText(QCoreApplication::translate("MainView", "&Close"));
+    m_closeButton->setShortcut(QKeySequence(QCoreApplication::translate("MainView", "Alt+C")));
 }
 
 void StatusWindow::changeEvent(QEvent* event)

@@ -3,6 +3,7 @@
 
 #include <QtTest>
 
+#include <clocale>
 #include <ctime>
 
 using Wire::text;
@@ -35,8 +36,7 @@ class TestAlert final : public QObject
 private slots:
     void initTestCase()
     {
-        // Every ~T reads the locale and the zone from the environment again.
-        qputenv("LC_ALL", "C");
+        // Every ~T reads the zone from the environment again.
         qputenv("TZ", "JST-9");
         tzset();
     }
@@ -90,6 +90,48 @@ private slots:
         QCOMPARE(alert.text(), expected);
     }
 
+    // Only the template makes lines: what a file name or any other field holds is shown escaped.
+    void fieldsCannotForgeLines_data()
+    {
+        QTest::addColumn<QString>("file");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("line ends") << "a\nb\r\nc"
+                                   << "a\\x0ab\\x0d\\x0ac";
+        QTest::newRow("tab, NUL, DEL")
+            << QStringLiteral("a\tb") + QChar(0) + QChar(0x7f) << "a\\x09b\\x00\\x7f";
+        QTest::newRow("C1 next line") << QStringLiteral("a") + QChar(0x85) + "b"
+                                      << "a\\x85b";
+        QTest::newRow("direction overrides")
+            << QStringLiteral("fdp.") + QChar(0x202e) + "exe" + QChar(0x202a) + QChar(0x2066) + QChar(0x2069)
+            << "fdp.\\u202eexe\\u202a\\u2066\\u2069";
+        QTest::newRow("line and paragraph separators")
+            << QStringLiteral("a") + QChar(0x2028) + QChar(0x2029) << "a\\u2028\\u2029";
+        QTest::newRow("markup is plain text") << "<b>&amp;</b>\u00e9\u200f"
+                                              << "<b>&amp;</b>\u00e9\u200f";
+    }
+
+    void fieldsCannotForgeLines()
+    {
+        QFETCH(QString, file);
+        QFETCH(QString, expected);
+        Alert alert;
+        alert.fieldF = file;
+        alert.format = QStringLiteral("[~F]\\n");
+        QCOMPARE(alert.text(), "[" + expected + "]\r\n");
+    }
+
+    void timeLeavesTheProcessLocaleAlone()
+    {
+        std::setlocale(LC_ALL, "C");
+        qputenv("LC_ALL", "C.UTF-8");
+        Alert alert;
+        alert.time = 1300000000;
+        alert.format = QStringLiteral("~T");
+        QCOMPARE(alert.text(), QStringLiteral("Sun Mar 13 16:06:40 2011"));
+        QCOMPARE(std::setlocale(LC_ALL, nullptr), "C");
+        qputenv("LC_ALL", "C");
+    }
+
     void longTextIsCut()
     {
         Alert alert;
@@ -98,6 +140,10 @@ private slots:
         const QString text = alert.text();
         QCOMPARE(text.size(), Alert::MaxTextLength);
         QCOMPARE(text, QString(Alert::MaxTextLength - 1, 'f') + QChar(0x2026));
+        // A field larger than the bound is not copied whole and then cut: the memory stays bounded.
+        alert.fieldF = QString(1 << 20, 'f');
+        alert.format = QStringLiteral("~F");
+        QVERIFY(alert.text().capacity() <= Alert::MaxTextLength);
         alert.format = QString(Alert::MaxTextLength, 'x');
         QCOMPARE(alert.text(), alert.format);
         // One character over, kept as the last one of the template: found by fuzzing.

@@ -36,10 +36,11 @@ private slots:
     void init() { m_viewer = new AlertViewer; }
     void cleanup() { delete m_viewer; }
 
-    void readOnlyAndTranslatedWhileOpen()
+    // The text is shown as it stands: markup in it is no markup.
+    void plainReadOnlyAndTranslatedWhileOpen()
     {
-        m_viewer->addAlert(alert("one"));
-        QTRY_COMPARE(state(), QStringLiteral("Mireval - Alert 1 of 1|one\n|0|0"));
+        m_viewer->addAlert(alert("<b>one</b>"));
+        QTRY_COMPARE(state(), QStringLiteral("Mireval - Alert 1 of 1|<b>one</b>\n|0|0"));
         QVERIFY(m_viewer->findChild<QTextEdit*>()->isReadOnly());
         QTranslator german;
         QVERIFY(german.load(QStringLiteral("wardlet_de"), QStringLiteral(TRANSLATIONS_DIR)));

@@ -93,6 +93,27 @@ private slots:
         QVERIFY(value->width() - valueWidth > caption->width() - captionWidth);
     }
 
+    // What the daemons and the management server send is never read as markup.
+    void valuesArePlainText()
+    {
+        StatusWindow window;
+        const QString markup = QStringLiteral("<font color=green>safe</font>");
+        for (const auto setter :
+             {&StatusWindow::setProductVersion, &StatusWindow::setEngineVersion,
+              &StatusWindow::setDefinitionsVersion, &StatusWindow::setScannerState,
+              &StatusWindow::setScanState, &StatusWindow::setServer, &StatusWindow::setGroup,
+              &StatusWindow::setConnectedTime, &StatusWindow::setLocation, &StatusWindow::setPolicyNumber})
+            (window.*setter)(markup);
+        int shown = 0;
+        for (const QLabel* label : window.findChildren<QLabel*>()) {
+            if (label->text() == markup) {
+                QCOMPARE(label->textFormat(), Qt::PlainText);
+                ++shown;
+            }
+        }
+        QCOMPARE(shown, 10);
+    }
+
     // A language chosen while the window is open reaches every caption, and a running update
     // keeps saying so.
     void takesANewLanguage()

@@ -15,14 +15,11 @@
 namespace {
 
 constexpr int RecreateDelay = 100;
+// A daemon may flip the choice many times a second: the file is written once it has settled.
+constexpr int SaveDelay = 1000;
 
 // Kept in the user's settings store, group "Wardlet".
 const char* const ShowIconKey = "Wardlet/ShowIcon";
-
-QSettings userSettings()
-{
-    return QSettings(QSettings::UserScope, QStringLiteral("trevanta.example"), QStringLiteral("wardlet"));
-}
 
 } // namespace
 
@@ -47,6 +44,7 @@ TrayIcon::Picture TrayIcon::pictureFor(ScannerState scanner, bool scanDaemonRunn
 
 TrayIcon::TrayIcon(QObject* parent)
     : QObject(parent)
+    , m_settings(QSettings::UserScope, QStringLiteral("trevanta.example"), QStringLiteral("wardlet"))
 {
     Q_INIT_RESOURCE(tray_pictures);
     const char* const* const images[]
@@ -62,12 +60,18 @@ TrayIcon::TrayIcon(QObject* parent)
     m_menu.addSeparator();
     m_menu.addAction(QCoreApplication::translate("WardletApp", "&Exit"), this, &TrayIcon::quitRequested);
 
-    m_shown = userSettings().value(ShowIconKey, true).toBool();
+    m_shown = m_settings.value(ShowIconKey, true).toBool();
+    m_savedShown = m_shown;
+    m_saveTimer.setSingleShot(true);
+    m_saveTimer.setInterval(SaveDelay);
+    connect(&m_saveTimer, &QTimer::timeout, this, &TrayIcon::saveShown);
     create();
 }
 
 TrayIcon::~TrayIcon()
 {
+    if (m_saveTimer.isActive())
+        saveShown();
     // The icon refers to the menu, which goes first as a member.
     if (m_icon) {
         m_icon->disconnect(this);
@@ -141,9 +145,19 @@ void TrayIcon::setShown(bool shown)
     if (shown == m_shown)
         return;
     m_shown = shown;
-    userSettings().setValue(ShowIconKey, shown);
+    m_saveTimer.start();
     if (shown && !m_icon)
         create();
     else if (m_icon)
         m_icon->setVisible(shown);
+}
+
+void TrayIcon::saveShown()
+{
+    m_saveTimer.stop();
+    if (m_shown == m_savedShown)
+        return;
+    m_settings.setValue(ShowIconKey, m_shown);
+    m_settings.sync();
+    m_savedShown = m_shown;
 }

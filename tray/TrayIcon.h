@@ -5,6 +5,8 @@
 #include <QIcon>
 #include <QMenu>
 #include <QObject>
+#include <QSettings>
+#include <QTimer>
 
 class QSystemTrayIcon;
 
@@ -46,6 +48,7 @@ signals:
 
 private:
     void create();
+    void saveShown();
     QIcon icon(Picture picture) const;
     static QString toolTip(Picture picture);
 
@@ -55,4 +58,8 @@ private:
     QSystemTrayIcon* m_icon = nullptr;
     Picture m_picture = Picture::Shield;
     bool m_shown = true;
+    // The choice as the settings file holds it.
+    bool m_savedShown = true;
+    QSettings m_settings;
+    QTimer m_saveTimer;
 };

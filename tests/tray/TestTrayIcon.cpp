@@ -94,12 +94,27 @@ private slots:
         tray.setShown(true);
         QVERIFY(tray.icon()->isVisible());
         QCOMPARE(tray.icon()->icon().pixmap(22, 22).toImage(), QPixmap(tray_green_xpm).toImage());
-        QCOMPARE(settings().value("Wardlet/ShowIcon").toBool(), true);
+        QTRY_COMPARE(settings().value("Wardlet/ShowIcon").toBool(), true);
         // Hidden and shown again, it is the same icon: a second one would stay behind.
         tray.setShown(false);
         tray.setShown(true);
         QCOMPARE(tray.findChildren<QSystemTrayIcon*>().size(), 1);
         QVERIFY(tray.icon()->isVisible());
+    }
+
+    // Flips are written once they settle, and a choice not yet written is written at the end.
+    void showChoiceIsSavedOnceSettled()
+    {
+        settings().setValue("Wardlet/ShowIcon", "untouched");
+        {
+            TrayIcon tray;
+            for (int flip = 0; flip < 100; ++flip)
+                tray.setShown(flip % 2 == 1);
+            QCOMPARE(settings().value("Wardlet/ShowIcon").toString(), QStringLiteral("untouched"));
+            tray.setShown(false);
+        }
+        QCOMPARE(settings().value("Wardlet/ShowIcon").toBool(), false);
+        settings().setValue("Wardlet/ShowIcon", true);
     }
 
     void destroyedIconComesBack()

@@ -71,8 +71,8 @@ Texts count their bytes plus a trailing zero, except group, location and server 
                 i32 n, bytes); 31 -> 32 server status, 33 -> 34 connected time (u32 managed,
                 u32 online, i32 time, i32 n, address); 45 update result (u32 0 ok, 1 failed)
 
-The process is named daemon-sim, as the tray would take a process named like itself for
-its running instance.
+The process is named daemon-sim, so that whoever counts the copies of wardlet by process
+name does not count the simulator.
 )";
 
 int signalPipe[2] = {-1, -1};
@@ -96,14 +96,13 @@ bool installSignalHandlers()
     sigaction(SIGTERM, &action, nullptr);
     // Writes to a tray that went away must fail, not end the simulator; so must a closed stdout.
     std::signal(SIGPIPE, SIG_IGN);
-    // The tray's wake-up call for its running instance; see hideFromTray().
+    // The tray's wake-up call, should it ever reach the simulator.
     std::signal(SIGUSR2, SIG_IGN);
     return true;
 }
 
-// The tray looks for a running instance of itself by searching the process list for its
-// name, which this program's name contains: it would take the simulator for itself, send
-// it a wake-up signal and exit. Under another process name the two run side by side.
+// This program's name begins with the tray's: under it, a search of the process list for the
+// tray's copies (pgrep wardlet) would find the simulator too.
 void hideFromTray()
 {
     ::prctl(PR_SET_NAME, "daemon-sim");

@@ -14,7 +14,7 @@ namespace {
 class BoundedText final
 {
 public:
-    bool isFull() const { return m_text.size() > Alert::MaxTextLength; }
+    bool isFull() const { return room() <= 0; }
 
     void append(QChar c)
     {
@@ -22,29 +22,34 @@ public:
             m_text += c;
     }
 
-    void append(const QString& piece)
+    void append(const QChar* text, qsizetype length)
     {
-        const qsizetype room = Alert::MaxTextLength + 1 - m_text.size();
-        if (room > 0)
-            m_text.append(piece.constData(), int(std::min(room, qsizetype(piece.size()))));
+        if (!isFull())
+            m_text.append(text, int(std::min(room(), length)));
     }
+
+    void append(const QString& piece) { append(piece.constData(), piece.size()); }
 
     // What a field supplies is the sender's: a line break, a control character or a change of
     // writing direction inside it would let it forge lines or hide the template's own words.
+    // Each character gives at least one, so no more of the field than there is room for is read.
     void appendField(const QString& field)
     {
-        for (const QChar c : field) {
-            if (isFull())
-                return;
-            const char16_t u = c.unicode();
-            if (u < 0x20 || (u >= 0x7F && u < 0xA0))
-                append(QStringLiteral("\\x%1").arg(int(u), 2, 16, QLatin1Char('0')));
-            else if ((u >= 0x202A && u <= 0x202E) || (u >= 0x2066 && u <= 0x2069) || u == 0x2028
-                     || u == 0x2029)
-                append(QStringLiteral("\\u%1").arg(int(u), 4, 16, QLatin1Char('0')));
-            else
-                append(c);
+        const QChar* run = field.constData();
+        const QChar* const end = run + std::clamp(room(), qsizetype(0), qsizetype(field.size()));
+        for (const QChar* at = run; at != end; ++at) {
+            const char16_t u = at->unicode();
+            const bool control = u < 0x20 || (u >= 0x7F && u < 0xA0);
+            const bool layout
+                = (u >= 0x202A && u <= 0x202E) || (u >= 0x2066 && u <= 0x2069) || u == 0x2028 || u == 0x2029;
+            if (!control && !layout)
+                continue;
+            append(run, at - run);
+            append(control ? QStringLiteral("\\x%1").arg(int(u), 2, 16, QLatin1Char('0'))
+                           : QStringLiteral("\\u%1").arg(int(u), 4, 16, QLatin1Char('0')));
+            run = at + 1;
         }
+        append(run, end - run);
     }
 
     QString take()
@@ -58,6 +63,8 @@ public:
     }
 
 private:
+    qsizetype room() const { return Alert::MaxTextLength + 1 - m_text.size(); }
+
     QString m_text = QStringLiteral("");
 };
 

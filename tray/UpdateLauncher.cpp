@@ -1,10 +1,12 @@
 #include "UpdateLauncher.h"
 
 #include "InstallConfig.h"
+#include "ToolProcess.h"
 
 #include <QCoreApplication>
 #include <QMessageBox>
-#include <QProcess>
+
+#include <syslog.h>
 
 namespace {
 
@@ -37,22 +39,23 @@ void UpdateLauncher::launch()
 {
     if (!canLaunch())
         return;
-    const QByteArray tool = InstallConfig::updateTool(InstallConfig::configPath().constData());
-    m_process = new QProcess(this);
+    m_process = new ToolProcess(this);
     emit availabilityChanged(false);
-    if (tool.isEmpty()) {
+    QByteArray path;
+    QByteArray refusal;
+    const int tool = InstallConfig::openUpdateTool(InstallConfig::configPath().constData(), path, refusal);
+    if (tool == -1) {
+        syslog(LOG_WARNING, "did not start the update tool: %s", refusal.constData());
         failedToStart();
         return;
     }
-    connect(m_process, &QProcess::started, this, &UpdateLauncher::started);
-    connect(m_process, &QProcess::errorOccurred, this, [this](QProcess::ProcessError error) {
-        // A crash is reported by finished() as well.
-        if (error == QProcess::FailedToStart)
-            failedToStart();
-    });
-    connect(m_process, qOverload<int, QProcess::ExitStatus>(&QProcess::finished), this,
-            [this](int exitCode, QProcess::ExitStatus status) { ended(exitCode, status); });
-    m_process->start(QString::fromLatin1(tool), QStringList(), QIODevice::ReadWrite);
+    connect(m_process, &ToolProcess::finished, this, &UpdateLauncher::ended);
+    if (!m_process->start(tool, path)) {
+        syslog(LOG_WARNING, "could not start the update tool");
+        failedToStart();
+        return;
+    }
+    emit runningChanged(true);
 }
 
 void UpdateLauncher::dropProcess()
@@ -62,11 +65,6 @@ void UpdateLauncher::dropProcess()
     m_process = nullptr;
 }
 
-void UpdateLauncher::started()
-{
-    emit runningChanged(true);
-}
-
 void UpdateLauncher::failedToStart()
 {
     dropProcess();
@@ -74,10 +72,9 @@ void UpdateLauncher::failedToStart()
     warn(QT_TRANSLATE_NOOP("QMessageBox", "Failed to launch Novarel"));
 }
 
-void UpdateLauncher::ended(int exitCode, int exitStatus)
+void UpdateLauncher::ended(bool success)
 {
     dropProcess();
-    const bool success = exitStatus == QProcess::NormalExit && exitCode == 0;
     emit runningChanged(false);
     // The button comes back only once the user has seen the warning.
     if (!success)

@@ -2,10 +2,11 @@
 
 #include <QObject>
 
-class QProcess;
+class ToolProcess;
 
 // Runs the suite's update tool ("NR" in the scan daemon's messages, the Novarel updater)
-// when the scan daemon allows it, one run at a time, and says how each run ended.
+// when the scan daemon allows it, one run at a time, and says how each run ended. A run still
+// going when the program ends goes on.
 class UpdateLauncher final : public QObject
 {
     Q_OBJECT
@@ -29,11 +30,10 @@ signals:
     void finished(bool success);
 
 private:
-    void started();
     void failedToStart();
-    void ended(int exitCode, int exitStatus);
+    void ended(bool success);
     void dropProcess();
 
-    QProcess* m_process = nullptr;
+    ToolProcess* m_process = nullptr;
     bool m_allowed = false;
 };

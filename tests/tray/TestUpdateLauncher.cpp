@@ -8,6 +8,11 @@
 #include <QTimer>
 #include <QtTest>
 
+#include <csignal>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 class TestUpdateLauncher final : public QObject
 {
     Q_OBJECT
@@ -81,10 +86,113 @@ private slots:
         QFETCH(QByteArray, content);
         QFETCH(QByteArray, directory);
         writeFile("config", content);
+        QByteArray refusal;
         const int descriptors = int(QDir(QStringLiteral("/proc/self/fd")).count());
-        QCOMPARE(InstallConfig::installDirectory(qPrintable(path("config"))), directory);
+        QCOMPARE(InstallConfig::installDirectory(qPrintable(path("config")), refusal), directory);
         QCOMPARE(int(QDir(QStringLiteral("/proc/self/fd")).count()), descriptors);
-        QCOMPARE(InstallConfig::installDirectory(qPrintable(path("missing"))), QByteArray("/opt/Calvorin"));
+        QCOMPARE(InstallConfig::installDirectory(qPrintable(path("missing")), refusal),
+                 QByteArray("/opt/Calvorin"));
+        QVERIFY(refusal.isEmpty());
+    }
+
+    // Only what root alone can have put in place is run, as sudo would have it.
+    void runsOnlyRootsTool_data()
+    {
+        QTest::addColumn<QString>("setUp");
+        QTest::addColumn<bool>("runs");
+        QTest::newRow("root's alone") << "" << true;
+        QTest::newRow("sticky directory writable by all") << "chmod 1777 install" << true;
+        QTest::newRow("configuration of another user") << "chown 65534 Calvorin.conf" << false;
+        QTest::newRow("configuration writable by the group") << "chmod 664 Calvorin.conf" << false;
+        QTest::newRow("configuration through a link") << "link Calvorin.conf" << false;
+        QTest::newRow("relative directory") << "relative" << false;
+        QTest::newRow("directory of another user") << "chown 65534 install/calvorin_antivirus" << false;
+        QTest::newRow("directory writable by all") << "chmod 777 install" << false;
+        QTest::newRow("directory through a link") << "link install" << false;
+        QTest::newRow("tool of another user") << "chown 65534 install/calvorin_antivirus/qelnrwrap" << false;
+        QTest::newRow("tool writable by others") << "chmod 757 install/calvorin_antivirus/qelnrwrap" << false;
+        QTest::newRow("tool through a link") << "link install/calvorin_antivirus/qelnrwrap" << false;
+    }
+
+    void runsOnlyRootsTool()
+    {
+        QFETCH(QString, setUp);
+        QFETCH(bool, runs);
+        QTemporaryDir dir;
+        qputenv("WARDLET_CONFIG_FILE", dir.filePath("Calvorin.conf").toLocal8Bit());
+        QVERIFY(QDir(dir.path()).mkpath("install/calvorin_antivirus"));
+        const QString tool = dir.filePath("install/calvorin_antivirus/qelnrwrap");
+        const QString marker = dir.filePath("ran");
+        QFile file(tool);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("#!/bin/sh\ntouch '" + marker.toLocal8Bit() + "'\n");
+        file.close();
+        QVERIFY(file.setPermissions(file.permissions() | QFile::ExeOwner));
+        QFile config(dir.filePath("Calvorin.conf"));
+        QVERIFY(config.open(QIODevice::WriteOnly));
+        config.write("InstallDir = "
+                     + (setUp == "relative" ? QByteArray("install") : dir.filePath("install").toLocal8Bit()));
+        config.close();
+
+        const QStringList words = setUp.split(' ');
+        const QString target = dir.filePath(words.last());
+        if (words.first() == "chown")
+            QCOMPARE(::chown(QFile::encodeName(target).constData(), words.at(1).toUInt(), 0), 0);
+        if (words.first() == "chmod")
+            QCOMPARE(::chmod(QFile::encodeName(target).constData(), words.at(1).toUInt(nullptr, 8)), 0);
+        if (words.first() == "link") {
+            QVERIFY(QFile::rename(target, target + ".real"));
+            QVERIFY(QFile::link(target + ".real", target));
+        }
+        const QString previous = QDir::currentPath();
+        QVERIFY(QDir::setCurrent(dir.path()));
+
+        UpdateLauncher launcher;
+        watch(launcher);
+        launcher.setAllowed(true);
+        launcher.launch();
+        QVERIFY(QDir::setCurrent(previous));
+        const QStringList ran{"available=1", "available=0", "running=1",
+                              "running=0",   "available=1", "finished=1"};
+        const QStringList refused{"available=1", "available=0", "available=1",
+                                  "Warning: Failed to launch Novarel"};
+        QTRY_COMPARE(m_events, runs ? ran : refused);
+        QCOMPARE(QFile::exists(marker), runs);
+        qputenv("WARDLET_CONFIG_FILE", path("Calvorin.conf").toLocal8Bit());
+    }
+
+    // The tool reads nothing and writes nowhere: a tool that waits for input ends, and its
+    // output cannot fill the program's memory.
+    void toolHasNullStreams()
+    {
+        installTool(
+            "read line\nstreams=$(readlink /proc/$$/fd/0 /proc/$$/fd/1 /proc/$$/fd/2)\necho \"$streams\" >'"
+            + path("streams").toLocal8Bit() + "'\n");
+        UpdateLauncher launcher;
+        watch(launcher);
+        launcher.setAllowed(true);
+        launcher.launch();
+        QTRY_VERIFY(m_events.contains("finished=1"));
+        QFile streams(path("streams"));
+        QVERIFY(streams.open(QIODevice::ReadOnly));
+        QCOMPARE(streams.readAll(), QByteArray("/dev/null\n/dev/null\n/dev/null\n"));
+    }
+
+    // An update cut off half-way does more harm than one that goes on after the program ends.
+    void toolOutlivesTheProgram()
+    {
+        installTool("echo $$ >'" + path("pid").toLocal8Bit() + "'\nexec sleep 30\n");
+        auto* launcher = new UpdateLauncher;
+        launcher->setAllowed(true);
+        launcher->launch();
+        QFile pidFile(path("pid"));
+        QTRY_VERIFY(pidFile.size() > 0);
+        QVERIFY(pidFile.open(QIODevice::ReadOnly));
+        const pid_t pid = pid_t(pidFile.readAll().trimmed().toInt());
+        delete launcher;
+        QCOMPARE(::kill(pid, 0), 0);
+        ::kill(pid, SIGKILL);
+        ::waitpid(pid, nullptr, 0);
     }
 
     void refusedOrUnstartable()

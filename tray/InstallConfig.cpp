@@ -63,7 +63,8 @@ int openBelowRoot(const QByteArray& path, int flags, QByteArray& refusal)
         directory = next;
         reached += component + (last ? "" : "/");
         if (next == -1) {
-            refusal = shown(reached) + " cannot be opened without following a link: " + std::strerror(errno);
+            refusal = shown(reached)
+                + " cannot be opened without following a link: " + QByteArray(std::strerror(errno));
             return -1;
         }
         if (last)

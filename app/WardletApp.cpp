@@ -41,6 +41,8 @@ WardletApp::WardletApp(int& argc, char** argv)
             m_status.resetManagement();
         }
     });
+    connect(&m_channels, &ChannelSupervisor::heldByStrangerChanged, &m_trayIcon,
+            &TrayIcon::setHeldByStranger);
     connect(&m_status, &StatusModel::protectionChanged, this, [this] {
         m_trayIcon.setPicture(TrayIcon::pictureFor(m_status.scannerState(), m_status.scanDaemonRunning(),
                                                    m_status.managementState()));

@@ -38,6 +38,10 @@ ChannelSupervisor::ChannelSupervisor(QObject* parent)
     };
     watch(m_scanDaemonChannel, Channel::ScanDaemon);
     watch(m_managementChannel, Channel::Management);
+    connect(&m_scanDaemonChannel, &DaemonChannel::heldByStrangerChanged, this,
+            [this](bool held) { emit heldByStrangerChanged(Channel::ScanDaemon, held); });
+    connect(&m_managementChannel, &DaemonChannel::heldByStrangerChanged, this,
+            [this](bool held) { emit heldByStrangerChanged(Channel::Management, held); });
 }
 
 bool ChannelSupervisor::isUp(Channel channel) const
@@ -66,9 +70,11 @@ void ChannelSupervisor::check()
         m_checkTimer.start(RetryInterval);
 }
 
+// A daemon that reads slowly, or not at all, is not asked the same thing twice.
 void ChannelSupervisor::send(DaemonChannel& channel, const QByteArray& body)
 {
-    channel.send(m_sequence.next(), body);
+    if (!channel.isQueued(body))
+        channel.send(m_sequence.next(), body);
 }
 
 void ChannelSupervisor::sendRequests()

@@ -34,6 +34,8 @@ public:
 
 signals:
     void channelLost(Channel channel);
+    // A process that is not believed to be the daemon holds (or no longer holds) its address.
+    void heldByStrangerChanged(Channel channel, bool held);
 
 private:
     void check();

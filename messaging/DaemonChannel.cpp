@@ -7,7 +7,6 @@
 #include <cstring>
 #include <fcntl.h>
 #include <sys/socket.h>
-#include <syslog.h>
 #include <unistd.h>
 
 namespace {
@@ -40,6 +39,7 @@ DaemonChannel::DaemonChannel(Channel channel, MessageService* service, QObject* 
     : QObject(parent)
     , m_channel(channel)
     , m_serviceId(service->serviceId())
+    , m_believesUser(!qgetenv("WARDLET_SOCKET_SUFFIX").isEmpty())
     , m_processor(&m_transport, maxBodyLength(channel))
 {
     m_transport.setProcessor(&m_processor);
@@ -52,24 +52,40 @@ bool DaemonChannel::connectToDaemon()
     if (isUp())
         return true;
     const int fd = connectSocket(m_channel);
-    if (fd == -1)
+    if (fd == -1) {
+        setHeldByStranger(false);
         return false;
+    }
     // Abstract names carry no permissions: whoever binds the name while the daemon is away
-    // could play it. Only root's daemons and the user's own are believed.
+    // could play it, a sandboxed program of the user's own as much as another user.
     ucred peer = {};
     socklen_t size = sizeof peer;
     if (::getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0
-        || (peer.uid != 0 && peer.uid != ::getuid())) {
-        if (peer.pid != m_refusedPeer)
-            syslog(LOG_WARNING, "refused %s: its socket belongs to user %u (process %d), not to root or us",
-                   ChannelAddress::name(m_channel).constData(), unsigned(peer.uid), int(peer.pid));
-        m_refusedPeer = peer.pid;
+        || (peer.uid != 0 && !(m_believesUser && peer.uid == ::getuid()))) {
+        m_refusals.record(1,
+                          ChannelAddress::name(m_channel) + " belongs to user " + QByteArray::number(peer.uid)
+                              + " (process " + QByteArray::number(peer.pid) + ")");
         ::close(fd);
+        setHeldByStranger(true);
         return false;
     }
-    m_refusedPeer = 0;
+    setHeldByStranger(false);
     m_transport.attach(fd);
     return true;
+}
+
+void DaemonChannel::setHeldByStranger(bool held)
+{
+    if (held == m_heldByStranger)
+        return;
+    m_heldByStranger = held;
+    emit heldByStrangerChanged(held);
+}
+
+bool DaemonChannel::isQueued(const QByteArray& body) const
+{
+    return m_processor.isQueued(m_serviceId, int(body.size()),
+                                reinterpret_cast<const unsigned char*>(body.constData()));
 }
 
 void DaemonChannel::send(int sequence, const QByteArray& body)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ChannelAddress.h"
+#include "LogThrottle.h"
 #include "MessageProcessor.h"
 #include "SocketTransport.h"
 
@@ -28,20 +29,28 @@ public:
     DaemonChannel(Channel channel, MessageService* service, QObject* parent = nullptr);
 
     bool isUp() const { return m_transport.isAttached(); }
+    // Whether the last try found the daemon's address held by a process not believed to be it.
+    bool isHeldByStranger() const { return m_heldByStranger; }
     // Tries to reach the daemon; true when the channel is up afterwards.
     bool connectToDaemon();
-    // Queues one frame with this body.
+    // Queues one frame with this body, unless one with the same body already waits.
     void send(int sequence, const QByteArray& body);
+    bool isQueued(const QByteArray& body) const;
 
 signals:
     // The daemon closed the connection or sent something that made no sense.
     void lost();
+    void heldByStrangerChanged(bool held);
 
 private:
+    void setHeldByStranger(bool held);
+
     Channel m_channel;
     int m_serviceId;
-    // The last process refused as the daemon, so each is logged once.
-    pid_t m_refusedPeer = 0;
+    // Root runs the daemons; the user's own processes are believed only beside test daemons.
+    bool m_believesUser;
+    bool m_heldByStranger = false;
     SocketTransport m_transport;
     MessageProcessor m_processor;
+    LogThrottle m_refusals{"refused a daemon's address %d time(s), held by a process that is not the daemon"};
 };

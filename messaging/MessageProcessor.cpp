@@ -61,6 +61,16 @@ bool MessageProcessor::sendMessage(int serviceId, int param, int sequence, int l
     return true;
 }
 
+bool MessageProcessor::isQueued(int serviceId, int length, const unsigned char* data) const
+{
+    // The front one is being written while a send block is set.
+    const auto waiting = m_queue.begin() + (m_sendBlock ? 1 : 0);
+    return std::any_of(waiting, m_queue.end(), [&](const std::unique_ptr<Message>& message) {
+        return message->serviceId == serviceId && message->length == length
+            && (length == 0 || std::memcmp(message->data(), data, size_t(length)) == 0);
+    });
+}
+
 bool MessageProcessor::sendPending()
 {
     if (!m_sendBlock) {

@@ -25,6 +25,8 @@ public:
     // Copies the body and queues the frame: true on success, false for an unregistered id, a
     // bad length or no memory (nothing is queued then).
     bool sendMessage(int serviceId, int param, int sequence, int length, const unsigned char* data);
+    // Whether a frame with this body waits for its turn (one being written does not count).
+    bool isQueued(int serviceId, int length, const unsigned char* data) const;
     // False when a header was refused; a refused header is refused again on every later call
     // until reset().
     bool receiveData(const unsigned char* bytes, int count);

@@ -4,7 +4,6 @@
 
 #include <QSocketNotifier>
 
-#include <syslog.h>
 #include <unistd.h>
 
 namespace {
@@ -22,9 +21,13 @@ void releaseWatcher(QSocketNotifier*& watcher)
 
 } // namespace
 
-SocketTransport::SocketTransport(QObject* parent)
+SocketTransport::SocketTransport(QObject* parent, int stallTimeout)
     : QObject(parent)
-{ }
+{
+    m_stallTimer.setSingleShot(true);
+    m_stallTimer.setInterval(stallTimeout);
+    connect(&m_stallTimer, &QTimer::timeout, this, &SocketTransport::stalled);
+}
 
 SocketTransport::~SocketTransport()
 {
@@ -50,6 +53,7 @@ void SocketTransport::attach(int fd)
 
 void SocketTransport::close()
 {
+    m_stallTimer.stop();
     releaseWatcher(m_readNotifier);
     releaseWatcher(m_writeNotifier);
     if (m_fd != -1) {
@@ -71,13 +75,18 @@ long SocketTransport::write(const void* buffer, long size, Status& status)
 {
     const ssize_t n = ::write(m_fd, buffer, size_t(size));
     status = n >= 0 ? Status::Ok : Status::Error;
+    if (n > 0)
+        m_stallTimer.start();
     return n;
 }
 
 void SocketTransport::requestWrite()
 {
-    if (m_writeNotifier)
-        m_writeNotifier->setEnabled(true);
+    if (!m_writeNotifier)
+        return;
+    m_writeNotifier->setEnabled(true);
+    if (!m_stallTimer.isActive())
+        m_stallTimer.start();
 }
 
 void SocketTransport::readReady()
@@ -90,7 +99,7 @@ void SocketTransport::readReady()
     if (n > 0) {
         if (m_processor && !m_processor->receiveData(buffer, int(n))) {
             // Without a frame boundary the rest of the stream is unreadable: start afresh.
-            syslog(LOG_WARNING, "refused a frame header with an impossible length; reconnecting");
+            m_refusedHeaders.record();
             endConnection();
         }
         return;
@@ -110,4 +119,12 @@ void SocketTransport::writeReady()
     m_writeNotifier->setEnabled(false);
     if (m_processor && m_processor->sendPending() && m_writeNotifier)
         m_writeNotifier->setEnabled(true);
+    else
+        m_stallTimer.stop();
+}
+
+void SocketTransport::stalled()
+{
+    m_stalls.record();
+    endConnection();
 }

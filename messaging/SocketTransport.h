@@ -1,8 +1,10 @@
 #pragma once
 
+#include "LogThrottle.h"
 #include "MessageTransport.h"
 
 #include <QObject>
+#include <QTimer>
 
 class MessageProcessor;
 class QSocketNotifier;
@@ -13,7 +15,10 @@ class SocketTransport final : public QObject, public MessageTransport
     Q_OBJECT
 
 public:
-    explicit SocketTransport(QObject* parent = nullptr);
+    // A peer that takes no byte for this long while frames wait for it is given up.
+    static constexpr int StallTimeout = 30000;
+
+    explicit SocketTransport(QObject* parent = nullptr, int stallTimeout = StallTimeout);
     ~SocketTransport() override;
 
     void setProcessor(MessageProcessor* processor);
@@ -35,9 +40,14 @@ private:
     void readReady();
     void writeReady();
     void endConnection();
+    void stalled();
 
     int m_fd = -1;
     MessageProcessor* m_processor = nullptr;
     QSocketNotifier* m_readNotifier = nullptr;
     QSocketNotifier* m_writeNotifier = nullptr;
+    // Runs while frames wait to be written, from the last byte the peer took.
+    QTimer m_stallTimer;
+    LogThrottle m_refusedHeaders{"refused %d frame header(s) with an impossible length; reconnected"};
+    LogThrottle m_stalls{"gave up %d connection(s) to a daemon that took nothing for 30 s"};
 };

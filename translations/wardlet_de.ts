@@ -4,7 +4,7 @@
 <context>
     <name>AlertView</name>
     <message>
-        <location filename="../ui/AlertViewer.cpp" line="+107"/>
+        <location filename="../ui/AlertViewer.cpp" line="+97"/>
         <source>Mireval - Alert %1 of %2</source>
         <comment>title</comment>
         <translation>Mireval - Warnung %1 von %2</translation>
@@ -145,18 +145,18 @@
 <context>
     <name>QMessageBox</name>
     <message>
-        <location filename="../tray/UpdateLauncher.cpp" line="+14"/>
+        <location filename="../tray/UpdateLauncher.cpp" line="+16"/>
         <source>Warning</source>
         <comment>title</comment>
         <translation>Warnung</translation>
     </message>
     <message>
-        <location line="+60"/>
+        <location line="+56"/>
         <source>Failed to launch Novarel</source>
         <translation>Novarel konnte nicht gestartet werden</translation>
     </message>
     <message>
-        <location line="+10"/>
+        <location line="+9"/>
         <source>Novarel failed</source>
         <translation>Novarel ist fehlgeschlagen</translation>
     </message>
@@ -279,7 +279,7 @@
         <translation>Unbekannter Status</translation>
     </message>
     <message>
-        <location filename="../tray/TrayIcon.cpp" line="+60"/>
+        <location filename="../tray/TrayIcon.cpp" line="+58"/>
         <source>Open &amp;Trevanta</source>
         <translation>&amp;Trevanta öffnen</translation>
     </message>
@@ -289,7 +289,7 @@
         <translation>&amp;Beenden</translation>
     </message>
     <message>
-        <location line="+52"/>
+        <location line="+58"/>
         <source>Protected.</source>
         <translation>Geschützt.</translation>
     </message>
@@ -299,7 +299,12 @@
         <translation>Geschützt und mit dem Verwaltungsserver verbunden.</translation>
     </message>
     <message>
-        <location line="+3"/>
+        <location line="+4"/>
+        <source>Not protected: another program holds the scan daemon&apos;s address.</source>
+        <translation>Nicht geschützt: Ein anderes Programm belegt die Adresse des Scan-Dienstes.</translation>
+    </message>
+    <message>
+        <location line="+2"/>
         <source>Not protected: the real-time scanner or the scan daemon is not running.</source>
         <translation>Nicht geschützt: Der Echtzeit-Scanner oder der Scan-Dienst läuft nicht.</translation>
     </message>
@@ -314,7 +319,12 @@
         <translation>Geschützt. Der Verwaltungsdienst meldet einen unbekannten Zustand.</translation>
     </message>
     <message>
-        <location line="+3"/>
+        <location line="+4"/>
+        <source>Protected, but another program holds the management client&apos;s address.</source>
+        <translation>Geschützt, aber ein anderes Programm belegt die Adresse des Verwaltungsdienstes.</translation>
+    </message>
+    <message>
+        <location line="+2"/>
         <source>Protected, but the management client cannot be reached.</source>
         <translation>Geschützt, aber der Verwaltungsdienst ist nicht erreichbar.</translation>
     </message>

@@ -111,7 +111,7 @@ QIcon TrayIcon::icon(Picture picture) const
 }
 
 // The picture in words, for those who cannot tell the badges' colours apart or use a screen reader.
-QString TrayIcon::toolTip(Picture picture)
+QString TrayIcon::toolTip(Picture picture) const
 {
     const char* sentence = nullptr;
     switch (picture) {
@@ -122,8 +122,11 @@ QString TrayIcon::toolTip(Picture picture)
         sentence = QT_TRANSLATE_NOOP("WardletApp", "Protected and in touch with the management server.");
         break;
     case Picture::Unprotected:
-        sentence = QT_TRANSLATE_NOOP(
-            "WardletApp", "Not protected: the real-time scanner or the scan daemon is not running.");
+        sentence = m_scanDaemonHeld
+            ? QT_TRANSLATE_NOOP("WardletApp",
+                                "Not protected: another program holds the scan daemon's address.")
+            : QT_TRANSLATE_NOOP("WardletApp",
+                                "Not protected: the real-time scanner or the scan daemon is not running.");
         break;
     case Picture::Offline:
         sentence = QT_TRANSLATE_NOOP("WardletApp", "Protected, but the management server cannot be reached.");
@@ -133,11 +136,21 @@ QString TrayIcon::toolTip(Picture picture)
             = QT_TRANSLATE_NOOP("WardletApp", "Protected. The management client reports an unknown state.");
         break;
     case Picture::ManagementAway:
-        sentence = QT_TRANSLATE_NOOP("WardletApp", "Protected, but the management client cannot be reached.");
+        sentence = m_managementHeld
+            ? QT_TRANSLATE_NOOP("WardletApp",
+                                "Protected, but another program holds the management client's address.")
+            : QT_TRANSLATE_NOOP("WardletApp", "Protected, but the management client cannot be reached.");
         break;
     }
     return QCoreApplication::translate("WardletApp", "Trevanta") + QLatin1Char('\n')
         + QCoreApplication::translate("WardletApp", sentence);
+}
+
+void TrayIcon::setHeldByStranger(Channel channel, bool held)
+{
+    (channel == Channel::ScanDaemon ? m_scanDaemonHeld : m_managementHeld) = held;
+    if (m_icon)
+        m_icon->setToolTip(toolTip(m_picture));
 }
 
 void TrayIcon::setShown(bool shown)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "messaging/ChannelAddress.h"
 #include "messaging/ProtectionStates.h"
 
 #include <QIcon>
@@ -39,6 +40,8 @@ public:
     bool isShown() const { return m_shown; }
     // Remembers the choice for the next start too.
     void setShown(bool shown);
+    // A process that is not the daemon holds its address: the tool tip says so.
+    void setHeldByStranger(Channel channel, bool held);
     // Null while no icon is shown.
     QSystemTrayIcon* icon() const { return m_icon; }
 
@@ -50,7 +53,7 @@ private:
     void create();
     void saveShown();
     QIcon icon(Picture picture) const;
-    static QString toolTip(Picture picture);
+    QString toolTip(Picture picture) const;
 
     QMenu m_menu;
     // The compiled-in 22 px pictures, with a 44 px rendering of each for high-DPI panels.
@@ -58,6 +61,8 @@ private:
     QSystemTrayIcon* m_icon = nullptr;
     Picture m_picture = Picture::Shield;
     bool m_shown = true;
+    bool m_scanDaemonHeld = false;
+    bool m_managementHeld = false;
     // The choice as the settings file holds it.
     bool m_savedShown = true;
     QSettings m_settings;

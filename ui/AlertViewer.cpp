@@ -12,8 +12,6 @@
 #include <QTextEdit>
 #include <QTimer>
 
-#include <syslog.h>
-
 AlertViewer::AlertViewer(QWidget* parent)
     : QDialog(parent)
 {
@@ -52,9 +50,7 @@ void AlertViewer::addAlert(const Alert& alert)
     m_texts.append(alert.text());
     if (m_texts.size() > MaxAlerts) {
         m_texts.removeFirst();
-        // A flood is logged in one line once it has passed.
-        if (m_dropped++ == 0)
-            QTimer::singleShot(0, this, &AlertViewer::logDropped);
+        m_droppedLog.record();
         if (m_current > 0)
             --m_current;
         else
@@ -81,12 +77,6 @@ void AlertViewer::present()
         setVisible(true);
         activateWindow();
     }
-}
-
-void AlertViewer::logDropped()
-{
-    syslog(LOG_WARNING, "dropped the %d oldest alerts to keep the newest %d", m_dropped, MaxAlerts);
-    m_dropped = 0;
 }
 
 void AlertViewer::showAlert(int position)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "messaging/Alert.h"
+#include "messaging/LogThrottle.h"
 
 #include <QDialog>
 #include <QStringList>
@@ -37,7 +38,6 @@ private:
     void showAlert(int position);
     void updateView();
     void present();
-    void logDropped();
 
     QTimer m_presenter;
     QStringList m_texts;
@@ -45,7 +45,7 @@ private:
     // The text box no longer shows the current alert; present() puts it right.
     bool m_textStale = false;
     // Alerts dropped since the last log line about them.
-    int m_dropped = 0;
+    LogThrottle m_droppedLog{"dropped %d old alert(s) to keep the newest 1000"};
     QPushButton* m_previousButton;
     QPushButton* m_nextButton;
     QTextEdit* m_text;

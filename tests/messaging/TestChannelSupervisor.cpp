@@ -1,13 +1,12 @@
 #include "messaging/ChannelSupervisor.h"
+#include "SyslogCapture.h"
 #include "Wire.h"
 
 #include <QScopeGuard>
 #include <QSignalSpy>
-#include <QTemporaryFile>
 #include <QtTest>
 
 #include <optional>
-#include <syslog.h>
 #include <unistd.h>
 
 using Wire::Peer;
@@ -126,21 +125,15 @@ private slots:
         stranger.emplace(Channel::ScanDaemon);
         QCOMPARE(::seteuid(0), 0);
 
-        // The log goes to standard error as well, which is caught in a file meanwhile.
-        openlog("test_channelsupervisor", LOG_PERROR, LOG_USER);
-        QTemporaryFile log;
-        QVERIFY(log.open());
-        const int standardError = ::dup(2);
-        ::dup2(log.handle(), 2);
+        std::optional<SyslogCapture> log(std::in_place);
         const auto logged = [&log] {
-            QFile file(log.fileName());
-            return file.open(QIODevice::ReadOnly) ? int(file.readAll().count("refused")) : -1;
+            return int(log->text().count("refused"));
         };
         ChannelSupervisor channels;
+        QSignalSpy held(&channels, &ChannelSupervisor::heldByStrangerChanged);
         channels.start();
         const QList<int> refusals{stranger->accept(), logged(), stranger->accept(), logged()};
-        ::dup2(standardError, 2);
-        ::close(standardError);
+        log.reset();
         QCOMPARE(refusals, (QList<int>{true, 1, true, 1}));
         QVERIFY(!channels.isUp(Channel::ScanDaemon));
 
@@ -148,11 +141,28 @@ private slots:
         Peer scanDaemon(Channel::ScanDaemon);
         QVERIFY(scanDaemon.accept());
         QVERIFY(channels.isUp(Channel::ScanDaemon));
+        QCOMPARE(held.size(), 2);
+        QCOMPARE(held.at(0), (QVariantList{QVariant::fromValue(Channel::ScanDaemon), true}));
+        QCOMPARE(held.at(1), (QVariantList{QVariant::fromValue(Channel::ScanDaemon), false}));
     }
 
-    // The user's own daemon is believed, also when the user is not root.
-    void ownDaemonIsTaken()
+    // The daemons run as root. A process of the user's own is believed only beside test
+    // daemons (a socket suffix set): otherwise any sandboxed program of the user could play one.
+    void ownDaemonIsTakenOnlyBesideTestDaemons_data()
     {
+        QTest::addColumn<bool>("suffix");
+        QTest::newRow("suffix set") << true;
+        QTest::newRow("no suffix") << false;
+    }
+
+    void ownDaemonIsTakenOnlyBesideTestDaemons()
+    {
+        QFETCH(bool, suffix);
+        const QByteArray previousSuffix = qgetenv("WARDLET_SOCKET_SUFFIX");
+        if (!suffix)
+            qunsetenv("WARDLET_SOCKET_SUFFIX");
+        const auto restore
+            = qScopeGuard([previousSuffix] { qputenv("WARDLET_SOCKET_SUFFIX", previousSuffix); });
         const bool root = ::getuid() == 0;
         // Root becomes "nobody" for this test, keeping root as the saved user to come back to.
         if (root)
@@ -165,7 +175,7 @@ private slots:
         ChannelSupervisor channels;
         channels.start();
         QVERIFY(scanDaemon.accept());
-        QVERIFY(channels.isUp(Channel::ScanDaemon));
+        QCOMPARE(channels.isUp(Channel::ScanDaemon), suffix);
     }
 };
 

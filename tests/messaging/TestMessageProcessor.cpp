@@ -187,6 +187,26 @@ private slots:
         QCOMPARE(m_transport.writeRequests, 2);
     }
 
+    // What already waits is recognised, so a daemon that reads slowly is not asked the same
+    // thing twice; the frame being written no longer waits.
+    void waitingBodyIsRecognised()
+    {
+        MessageProcessor processor(&m_transport);
+        processor.registerService(&m_two);
+        processor.registerService(&m_three);
+        processor.sendMessage(2, 0, 1, 3, Wire::bytes("abc"));
+        processor.sendMessage(2, 0, 2, 0, nullptr);
+        const QList<bool> found{
+            processor.isQueued(2, 3, Wire::bytes("abc")), processor.isQueued(2, 0, nullptr),
+            processor.isQueued(3, 3, Wire::bytes("abc")), processor.isQueued(2, 3, Wire::bytes("abd")),
+            processor.isQueued(2, 2, Wire::bytes("ab"))};
+        QCOMPARE(found, (QList<bool>{true, true, false, false, false}));
+        m_transport.accepts = {1};
+        processor.sendPending();
+        QVERIFY(!processor.isQueued(2, 3, Wire::bytes("abc")));
+        QVERIFY(processor.isQueued(2, 0, nullptr));
+    }
+
     void resetRestartsFrameInProgress()
     {
         MessageProcessor processor(&m_transport);

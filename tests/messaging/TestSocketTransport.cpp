@@ -6,6 +6,7 @@
 
 #include <QSignalSpy>
 #include <QSocketNotifier>
+#include <QTimer>
 #include <QtTest>
 
 #include <sys/socket.h>
@@ -85,6 +86,38 @@ private slots:
         QTRY_COMPARE(out += readPeer(), Wire::frame(2, "out", 9));
         // With nothing left to send, writability must not wake the program again and again.
         QTRY_VERIFY(!writeNotifier()->isEnabled());
+    }
+
+    // A peer that takes no byte while frames wait for it is given up; one that reads, however
+    // slowly, is not.
+    void stalledPeerIsDropped()
+    {
+        int fds[2];
+        QCOMPARE(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, fds), 0);
+        SocketTransport transport(nullptr, 300);
+        MessageProcessor processor(&transport);
+        transport.setProcessor(&processor);
+        processor.registerService(&m_service);
+        transport.attach(fds[0]);
+        QSignalSpy closed(&transport, &SocketTransport::closed);
+        const QByteArray body(1 << 20, 'x');
+        int read = 0;
+        QTimer slowReader;
+        connect(&slowReader, &QTimer::timeout, this, [&] {
+            char buffer[8 * 1024];
+            read += int(std::max<ssize_t>(0, ::read(fds[1], buffer, sizeof buffer)));
+        });
+        slowReader.start(5);
+        processor.sendMessage(2, 0, 1, int(body.size()), Wire::bytes(body));
+        QTRY_COMPARE_WITH_TIMEOUT(read, Message::HeaderSize + int(body.size()), 20000);
+        // Nothing waits now: the quiet that follows is no stall.
+        QVERIFY(!closed.wait(500));
+
+        slowReader.stop();
+        processor.sendMessage(2, 0, 2, int(body.size()), Wire::bytes(body));
+        QVERIFY(closed.wait());
+        QVERIFY(!transport.isAttached());
+        ::close(fds[1]);
     }
 
     void impossibleHeaderCloses()

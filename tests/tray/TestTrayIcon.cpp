@@ -76,6 +76,28 @@ private slots:
         }
     }
 
+    // A refused stranger on a daemon's address is told apart from a daemon that is away.
+    void toolTipNamesAStrangerOnTheAddress()
+    {
+        TrayIcon tray;
+        tray.setPicture(Picture::ManagementAway);
+        tray.setHeldByStranger(Channel::Management, true);
+        QCOMPARE(tray.icon()->toolTip(),
+                 QStringLiteral(
+                     "Trevanta\nProtected, but another program holds the management client's address."));
+        tray.setPicture(Picture::Unprotected);
+        QCOMPARE(tray.icon()->toolTip(),
+                 QStringLiteral(
+                     "Trevanta\nNot protected: the real-time scanner or the scan daemon is not running."));
+        tray.setHeldByStranger(Channel::ScanDaemon, true);
+        QCOMPARE(tray.icon()->toolTip(),
+                 QStringLiteral("Trevanta\nNot protected: another program holds the scan daemon's address."));
+        tray.setHeldByStranger(Channel::ScanDaemon, false);
+        QCOMPARE(tray.icon()->toolTip(),
+                 QStringLiteral(
+                     "Trevanta\nNot protected: the real-time scanner or the scan daemon is not running."));
+    }
+
     void showChoiceIsRemembered()
     {
         {

@@ -1,68 +1,65 @@
 #include "SingleInstance.h"
 
-#include <QSocketNotifier>
-
 #include <cerrno>
 #include <csignal>
-#include <cstring>
+#include <cstdlib>
 #include <ctime>
 #include <fcntl.h>
 #include <pwd.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 #include <vector>
 
 namespace {
 
-sockaddr_un instanceAddress(socklen_t& length)
+// A wake-up file older than this was left by a copy that never got to read it.
+constexpr time_t StaleWakeUp = 5;
+const char* const DeletedMark = " (deleted)";
+
+// A directory of the user's own that nobody else may enter.
+bool isPrivateDirectory(const std::string& path)
 {
-    sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    const char* suffix = std::getenv("WARDLET_SOCKET_SUFFIX");
-    const std::string name = "wardlet-" + std::to_string(::getuid()) + (suffix ? suffix : "");
-    const size_t size = std::min(name.size(), sizeof address.sun_path - 1);
-    std::memcpy(address.sun_path + 1, name.data(), size);
-    length = socklen_t(offsetof(sockaddr_un, sun_path) + 1 + size);
-    return address;
+    struct stat info;
+    return !path.empty() && path[0] == '/' && ::lstat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode)
+        && info.st_uid == ::getuid() && (info.st_mode & 077) == 0;
 }
 
+// The program a process runs. An upgrade replaces the file under a running copy, whose link
+// then ends in " (deleted)": it is still the same program.
 std::string executable(pid_t pid)
 {
     char path[4096];
     const ssize_t size = ::readlink(("/proc/" + std::to_string(pid) + "/exe").c_str(), path, sizeof path);
-    return size > 0 ? std::string(path, size_t(size)) : std::string();
+    std::string name = size > 0 ? std::string(path, size_t(size)) : std::string();
+    const std::string mark = DeletedMark;
+    if (name.size() > mark.size() && name.compare(name.size() - mark.size(), mark.size(), mark) == 0)
+        name.resize(name.size() - mark.size());
+    return name;
 }
 
-bool connectTo(int fd, const sockaddr_un& address, socklen_t length)
+bool runsAsUs(pid_t pid)
 {
-    // A copy started at the same moment may hold the name but not listen yet: give it a moment.
-    for (int attempt = 0; attempt < 50; ++attempt) {
-        if (::connect(fd, reinterpret_cast<const sockaddr*>(&address), length) == 0)
-            return true;
-        if (errno != ECONNREFUSED)
-            return false;
-        const timespec pause{0, 10 * 1000 * 1000};
-        ::nanosleep(&pause, nullptr);
-    }
-    return false;
+    struct stat info;
+    return ::stat(("/proc/" + std::to_string(pid)).c_str(), &info) == 0 && info.st_uid == ::getuid();
 }
 
-// The process holding the name, when it is this same program run by this same user.
-pid_t runningCopy(const sockaddr_un& address, socklen_t length)
+// Leaves the wake-up file and signals. The exclusive create makes a burst of starts send one
+// signal; a file the running copy never took (it was busy starting, or it crashed and its
+// process id came round again) is replaced once it is old.
+void wakeUp(pid_t pid)
 {
-    const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+    const std::string file = SingleInstance::wakeUpFile(pid);
+    if (file.empty())
+        return;
+    int fd = ::open(file.c_str(), O_RDONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0700);
+    struct stat info;
+    if (fd == -1 && errno == EEXIST && ::lstat(file.c_str(), &info) == 0
+        && std::time(nullptr) - info.st_mtime >= StaleWakeUp && ::unlink(file.c_str()) == 0)
+        fd = ::open(file.c_str(), O_RDONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0700);
     if (fd == -1)
-        return 0;
-    pid_t pid = 0;
-    ucred peer = {};
-    socklen_t size = sizeof peer;
-    if (connectTo(fd, address, length) && ::getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0
-        && peer.uid == ::getuid() && peer.pid > 0 && executable(peer.pid) == executable(::getpid()))
-        pid = peer.pid;
+        return;
     ::close(fd);
-    return pid;
+    ::kill(pid, SIGUSR2);
 }
 
 } // namespace
@@ -77,55 +74,57 @@ std::string homeDirectory(uid_t uid)
     return result ? std::string(entry.pw_dir) : std::string();
 }
 
-SingleInstance::SingleInstance(QObject* parent)
-    : QObject(parent)
-{ }
-
 SingleInstance::~SingleInstance()
 {
     if (m_fd != -1)
         ::close(m_fd);
 }
 
-bool SingleInstance::claim()
+std::string SingleInstance::lockFile()
 {
-    socklen_t length = 0;
-    const sockaddr_un address = instanceAddress(length);
-    m_fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-    if (m_fd != -1 && ::bind(m_fd, reinterpret_cast<const sockaddr*>(&address), length) == 0
-        && ::listen(m_fd, 8) == 0)
-        return true;
-    const bool taken = errno == EADDRINUSE;
-    if (m_fd != -1)
-        ::close(m_fd);
-    m_fd = -1;
-    // Without a name to hold there is no telling whether another copy runs: run.
-    if (!taken)
-        return true;
-    const pid_t other = runningCopy(address, length);
-    // Someone else holds the name: nobody to wake, and no reason not to run.
-    if (other == 0)
-        return true;
-    // The exclusive create makes a burst of starts send one signal.
-    const std::string file = wakeUpFile(other);
-    const int fd = file.empty() ? -1 : ::open(file.c_str(), O_RDONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0700);
-    if (fd != -1) {
-        ::close(fd);
-        ::kill(other, SIGUSR2);
-    }
-    return false;
+    const char* suffix = std::getenv("WARDLET_SOCKET_SUFFIX");
+    const std::string name = "/wardlet" + std::string(suffix ? suffix : "").substr(0, 200) + ".lock";
+    const char* runtime = std::getenv("XDG_RUNTIME_DIR");
+    if (runtime && isPrivateDirectory(runtime))
+        return runtime + name;
+    const std::string home = homeDirectory(::getuid());
+    if (home.empty())
+        return std::string();
+    const std::string directory = home + "/.wardlet";
+    ::mkdir(directory.c_str(), 0700);
+    return isPrivateDirectory(directory) ? directory + name : std::string();
 }
 
-void SingleInstance::serve()
+bool SingleInstance::claim()
 {
-    if (m_fd == -1 || m_notifier)
-        return;
-    m_notifier = new QSocketNotifier(m_fd, QSocketNotifier::Read, this);
-    connect(m_notifier, &QSocketNotifier::activated, this, [this] {
-        const int fd = ::accept4(m_fd, nullptr, nullptr, SOCK_CLOEXEC);
-        if (fd != -1)
-            ::close(fd);
-    });
+    const std::string file = lockFile();
+    m_fd = file.empty() ? -1 : ::open(file.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
+    if (m_fd == -1)
+        return true;
+    // The holder may end between a refused lock and the question who holds it: then try again.
+    for (int attempt = 0; attempt < 100; ++attempt) {
+        struct flock lock = {};
+        lock.l_type = F_WRLCK;
+        lock.l_whence = SEEK_SET;
+        if (::fcntl(m_fd, F_SETLK, &lock) == 0)
+            return true;
+        if (errno != EAGAIN && errno != EACCES)
+            return true;
+        if (::fcntl(m_fd, F_GETLK, &lock) != 0)
+            return true;
+        if (lock.l_type == F_UNLCK)
+            continue;
+        ::close(m_fd);
+        m_fd = -1;
+        // Only the user's own processes can lock here; still, only this program is signalled.
+        // Anything else (or a holder in another process namespace, whose id reads 0) is no copy:
+        // nobody to wake, and no reason not to run.
+        if (lock.l_pid <= 0 || !runsAsUs(lock.l_pid) || executable(lock.l_pid) != executable(::getpid()))
+            return true;
+        wakeUp(lock.l_pid);
+        return false;
+    }
+    return true;
 }
 
 std::string SingleInstance::wakeUpFile(pid_t pid)
@@ -138,7 +137,7 @@ bool SingleInstance::takeWakeUpFile()
 {
     const std::string file = wakeUpFile(::getpid());
     struct stat info;
-    if (file.empty() || ::stat(file.c_str(), &info) != 0)
+    if (file.empty() || ::lstat(file.c_str(), &info) != 0)
         return false;
     ::unlink(file.c_str());
     return true;

@@ -1,38 +1,36 @@
 #pragma once
 
-#include <QObject>
-
 #include <string>
 
 #include <sys/types.h>
 
-class QSocketNotifier;
-
-// One copy per user. The running copy holds an abstract socket named after the user; a copy
-// that cannot take the name asks the holder for its process id, and only when that process
-// runs this same program for this same user does it leave a wake-up file and send SIGUSR2.
-class SingleInstance final : public QObject
+// One copy per user. The running copy holds a write lock on a file in a directory only the
+// user can reach ($XDG_RUNTIME_DIR, or ~/.wardlet); the kernel names the lock's holder to a
+// later copy, which leaves a wake-up file and sends SIGUSR2 only when that holder runs this
+// same program for this same user.
+class SingleInstance final
 {
-    Q_OBJECT
-
 public:
-    explicit SingleInstance(QObject* parent = nullptr);
-    ~SingleInstance() override;
+    SingleInstance() = default;
+    ~SingleInstance();
+    SingleInstance(const SingleInstance&) = delete;
+    SingleInstance& operator=(const SingleInstance&) = delete;
 
-    // True when this is the one copy. Otherwise the running copy has been asked to show
-    // itself, if it could be found.
+    // True when this is the one copy, or when no lock can be had at all (then there is no
+    // telling, and running beats not running). Otherwise the running copy has been asked to
+    // show itself, if it is this program.
     bool claim();
-    // Once the event loop runs: lets later copies in and out again.
-    void serve();
 
     // "<home>/.wardletNotify<pid>": its existence asks copy pid to show its status window.
     static std::string wakeUpFile(pid_t pid);
     // True when a second copy left a wake-up file for this process; the file is gone afterwards.
     static bool takeWakeUpFile();
+    // The lock file: in $XDG_RUNTIME_DIR when that is the user's own private directory,
+    // otherwise in ~/.wardlet, made private if need be. Empty when neither can be had.
+    static std::string lockFile();
 
 private:
     int m_fd = -1;
-    QSocketNotifier* m_notifier = nullptr;
 };
 
 // The user's home directory from the password database (never the environment); empty when

@@ -30,11 +30,12 @@ int main(int argc, char** argv)
         return *status;
 
     openlog("wardlet", LOG_PID, LOG_USER);
+    // Held back before the lock makes this the copy that later starts signal.
+    const sigset_t previousMask = SignalBridge::holdWakeUps();
     SingleInstance instance;
     if (!instance.claim())
         return 0;
 
-    const sigset_t previousMask = SignalBridge::holdWakeUps();
     WardletApp app(argc, argv);
     SignalBridge::installHandlers();
 
@@ -43,7 +44,6 @@ int main(int argc, char** argv)
     QApplication::setPalette(style->standardPalette());
     QApplication::setFont(QFont(QStringLiteral("Nimbus Sans L"), 10, QFont::Light, false));
 
-    instance.serve();
     app.start();
     SignalBridge::releaseWakeUps(previousMask);
     return app.exec();

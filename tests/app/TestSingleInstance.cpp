@@ -1,31 +1,81 @@
 #include "app/SingleInstance.h"
 
+#include <QDir>
 #include <QFile>
 #include <QProcess>
+#include <QScopeGuard>
+#include <QTemporaryDir>
 #include <QtTest>
 
 #include <csignal>
+#include <poll.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
+#include <utime.h>
 
 namespace {
 
-// Whether a SIGUSR2 is waiting for this process, taking it.
-bool takeWakeUpSignal()
-{
-    sigset_t set;
-    sigemptyset(&set);
-    sigaddset(&set, SIGUSR2);
-    const timespec none{0, 0};
-    return sigtimedwait(&set, nullptr, &none) == SIGUSR2;
-}
-
-// Blocked before any thread starts, so the wake-up can be taken here instead of ending the test.
+// Blocked before any thread starts, so the wake-ups can be counted instead of ending the test.
 const bool wakeUpBlocked = [] {
     sigset_t set;
     sigemptyset(&set);
     sigaddset(&set, SIGUSR2);
     return sigprocmask(SIG_BLOCK, &set, nullptr) == 0;
 }();
+
+// The running copy, in a process of its own since locks belong to processes: it claims, says
+// whether it got the lock, then sends a byte for each wake-up signal until it is ended.
+class FirstCopy final
+{
+public:
+    FirstCopy()
+    {
+        int fds[2];
+        if (::pipe(fds) != 0)
+            return;
+        m_pid = ::fork();
+        if (m_pid == 0) {
+            ::close(fds[0]);
+            SingleInstance instance;
+            char claimed = instance.claim() ? 'y' : 'n';
+            static_cast<void>(::write(fds[1], &claimed, 1));
+            sigset_t set;
+            sigemptyset(&set);
+            sigaddset(&set, SIGUSR2);
+            for (;;) {
+                if (sigwaitinfo(&set, nullptr) == SIGUSR2 && ::write(fds[1], "w", 1) != 1)
+                    ::_exit(0);
+            }
+        }
+        ::close(fds[1]);
+        m_events = fds[0];
+    }
+    ~FirstCopy()
+    {
+        ::kill(m_pid, SIGKILL);
+        ::waitpid(m_pid, nullptr, 0);
+        ::close(m_events);
+        QFile::remove(QString::fromStdString(SingleInstance::wakeUpFile(m_pid)));
+    }
+
+    pid_t pid() const { return m_pid; }
+    // What it said, waiting up to the time given for it to say anything: "y" for the lock,
+    // then a "w" per wake-up.
+    QByteArray events(int milliseconds)
+    {
+        QByteArray said;
+        pollfd wait = {m_events, POLLIN, 0};
+        char byte;
+        while (::poll(&wait, 1, said.isEmpty() ? milliseconds : 50) == 1 && ::read(m_events, &byte, 1) == 1)
+            said += byte;
+        return said;
+    }
+
+private:
+    pid_t m_pid = -1;
+    int m_events = -1;
+};
 
 } // namespace
 
@@ -36,45 +86,84 @@ class TestSingleInstance final : public QObject
 private slots:
     void initTestCase() { QVERIFY(wakeUpBlocked); }
 
-    void secondCopyWakesTheFirstOnce()
+    // A second start leaves the wake-up file and signals; more starts while it waits add
+    // nothing, unless it is old enough to have been left behind.
+    void secondCopyWakesTheFirst()
     {
-        SingleInstance first;
-        QVERIFY(first.claim());
-        const QString file = QString::fromStdString(SingleInstance::wakeUpFile(::getpid()));
-        QFile::remove(file);
-
-        SingleInstance second;
-        QVERIFY(!second.claim());
-        QVERIFY(takeWakeUpSignal());
+        FirstCopy first;
+        QCOMPARE(first.events(5000), QByteArray("y"));
+        const QString file = QString::fromStdString(SingleInstance::wakeUpFile(first.pid()));
+        QVERIFY(!SingleInstance().claim());
+        QCOMPARE(first.events(5000), QByteArray("w"));
         QCOMPARE(QFile::permissions(file) & 0x0777, QFile::ReadUser | QFile::WriteUser | QFile::ExeUser);
-        // While a wake-up is pending, another start signals nothing.
-        SingleInstance third;
-        QVERIFY(!third.claim());
-        QVERIFY(!takeWakeUpSignal());
 
+        QVERIFY(!SingleInstance().claim());
+        QCOMPARE(first.events(300), QByteArray());
+        const utimbuf old{std::time(nullptr) - 60, std::time(nullptr) - 60};
+        QCOMPARE(::utime(QFile::encodeName(file).constData(), &old), 0);
+        QVERIFY(!SingleInstance().claim());
+        QCOMPARE(first.events(5000), QByteArray("w"));
+        QVERIFY(QFile::exists(file));
+    }
+
+    void wakeUpFileIsTakenOnce()
+    {
+        QFile file(QString::fromStdString(SingleInstance::wakeUpFile(::getpid())));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.close();
         QVERIFY(SingleInstance::takeWakeUpFile());
-        QVERIFY(!QFile::exists(file));
+        QVERIFY(!file.exists());
         QVERIFY(!SingleInstance::takeWakeUpFile());
     }
 
-    void anotherProgramHoldingTheNameIsLeftAlone()
+    // Another program of the user's that holds the lock is no copy of this one: nothing is
+    // signalled and the program runs.
+    void anotherProgramHoldingTheLockIsLeftAlone()
     {
-        // A stranger, of the same user, that took the name this program uses.
-        const QByteArray name
-            = "\\0wardlet-" + QByteArray::number(::getuid()) + qgetenv("WARDLET_SOCKET_SUFFIX");
+        const QString lockFile = QString::fromStdString(SingleInstance::lockFile());
+        QVERIFY(!lockFile.isEmpty());
         QProcess stranger;
         stranger.start("/usr/bin/python3",
                        {"-c",
-                        "import socket, time\ns = socket.socket(socket.AF_UNIX)\ns.bind(b'" + name
-                            + "')\ns.listen()\nprint('ready', flush=True)\ntime.sleep(30)"});
+                        "import fcntl, sys, time\nf = open(sys.argv[1], 'w')\n"
+                        "fcntl.lockf(f, fcntl.LOCK_EX)\nprint('ready', flush=True)\n"
+                        "time.sleep(30)",
+                        lockFile});
         QVERIFY(stranger.waitForReadyRead(5000));
-        SingleInstance instance;
-        QVERIFY(instance.claim());
-        QVERIFY(!takeWakeUpSignal());
+        QVERIFY(SingleInstance().claim());
         QCOMPARE(stranger.state(), QProcess::Running);
         QVERIFY(!QFile::exists(QString::fromStdString(SingleInstance::wakeUpFile(stranger.processId()))));
         stranger.kill();
         stranger.waitForFinished();
+    }
+
+    // The lock lives where only the user can reach it: the runtime directory when it is
+    // private, else a private directory in the home.
+    void lockIsPrivate_data()
+    {
+        QTest::addColumn<int>("mode");
+        QTest::addColumn<bool>("inRuntimeDirectory");
+        QTest::newRow("private runtime directory") << 0700 << true;
+        QTest::newRow("shared runtime directory") << 0755 << false;
+        QTest::newRow("no runtime directory") << 0 << false;
+    }
+
+    void lockIsPrivate()
+    {
+        QFETCH(int, mode);
+        QFETCH(bool, inRuntimeDirectory);
+        QTemporaryDir runtime;
+        QCOMPARE(::chmod(QFile::encodeName(runtime.path()).constData(), mode_t(mode)), 0);
+        const QByteArray previous = qgetenv("XDG_RUNTIME_DIR");
+        const auto restore = qScopeGuard([previous] { qputenv("XDG_RUNTIME_DIR", previous); });
+        if (mode)
+            qputenv("XDG_RUNTIME_DIR", runtime.path().toLocal8Bit());
+        else
+            qunsetenv("XDG_RUNTIME_DIR");
+        const QString lockFile = QString::fromStdString(SingleInstance::lockFile());
+        const QString home = QString::fromStdString(homeDirectory(::getuid()));
+        QCOMPARE(QFileInfo(lockFile).path(), inRuntimeDirectory ? runtime.path() : home + "/.wardlet");
+        QCOMPARE(QFile::permissions(QFileInfo(lockFile).path()) & 0x0077, QFile::Permissions());
     }
 
     void homeComesFromThePasswordDatabase()

@@ -38,6 +38,18 @@ class SingleInstance(DesktopTest):
         self.assertIsNone(first.poll())
 
 
+    def test_upgraded_program_is_still_the_running_copy(self):
+        # An upgrade replaces the executable under the running copy.
+        program = os.path.join(self.tmp, "wardlet")
+        shutil.copy(WARDLET, program)
+        first = self.start_wardlet([program])
+        self.wait_requests()
+        os.remove(program)
+        shutil.copy(WARDLET, program)
+        self.assertEqual(exit_status(self.start_wardlet([program], log_name="upgraded"), 3), 0)
+        self.wait_window("Trevanta")
+        self.assertIsNone(first.poll())
+
     def test_options_and_strangers_leave_copies_alone(self):
         # Another program of the user's with "wardlet" in its name is no copy of this one.
         helper = os.path.join(self.tmp, "wardlet-helper")

@@ -162,17 +162,19 @@ private slots:
     }
 
     // The tool reads nothing and writes nowhere: a tool that waits for input ends, and its
-    // output cannot fill the program's memory.
+    // output cannot fill the program's memory. Nothing of the run stays open afterwards.
     void toolHasNullStreams()
     {
         installTool(
             "read line\nstreams=$(readlink /proc/$$/fd/0 /proc/$$/fd/1 /proc/$$/fd/2)\necho \"$streams\" >'"
             + path("streams").toLocal8Bit() + "'\n");
+        const int descriptors = int(QDir(QStringLiteral("/proc/self/fd")).count());
         UpdateLauncher launcher;
         watch(launcher);
         launcher.setAllowed(true);
         launcher.launch();
         QTRY_VERIFY(m_events.contains("finished=1"));
+        QCOMPARE(int(QDir(QStringLiteral("/proc/self/fd")).count()), descriptors);
         QFile streams(path("streams"));
         QVERIFY(streams.open(QIODevice::ReadOnly));
         QCOMPARE(streams.readAll(), QByteArray("/dev/null\n/dev/null\n/dev/null\n"));

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <fcntl.h>
 #include <pwd.h>
@@ -15,6 +16,29 @@ namespace {
 // A wake-up file older than this was left by a copy that never got to read it.
 constexpr time_t StaleWakeUp = 5;
 const char* const DeletedMark = " (deleted)";
+// Activation tokens are short; anything longer, or not printable ASCII, is not passed on.
+constexpr size_t MaxToken = 255;
+
+std::string usableToken(const char* data, size_t size)
+{
+    if (size > MaxToken)
+        return std::string();
+    for (size_t i = 0; i < size; ++i) {
+        if (static_cast<unsigned char>(data[i]) < 0x20 || static_cast<unsigned char>(data[i]) > 0x7e)
+            return std::string();
+    }
+    return std::string(data, size);
+}
+
+// What this start was given to bring a window forward: a Wayland activation token, else an X11
+// startup notification id.
+std::string activationToken()
+{
+    const char* token = std::getenv("XDG_ACTIVATION_TOKEN");
+    if (!token || !*token)
+        token = std::getenv("DESKTOP_STARTUP_ID");
+    return token ? usableToken(token, ::strnlen(token, MaxToken + 1)) : std::string();
+}
 
 // A directory of the user's own that nobody else may enter.
 bool isPrivateDirectory(const std::string& path)
@@ -43,21 +67,25 @@ bool runsAsUs(pid_t pid)
     return ::stat(("/proc/" + std::to_string(pid)).c_str(), &info) == 0 && info.st_uid == ::getuid();
 }
 
-// Leaves the wake-up file and signals. The exclusive create makes a burst of starts send one
-// signal; a file the running copy never took (it was busy starting, or it crashed and its
-// process id came round again) is replaced once it is old.
+// Leaves the wake-up file, with this start's activation token in it, and signals. The exclusive
+// create makes a burst of starts send one signal; a file the running copy never took (it was busy
+// starting, or it crashed and its process id came round again) is replaced once it is old.
 void wakeUp(pid_t pid)
 {
     const std::string file = SingleInstance::wakeUpFile(pid);
     if (file.empty())
         return;
-    int fd = ::open(file.c_str(), O_RDONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0700);
+    int fd = ::open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0700);
     struct stat info;
     if (fd == -1 && errno == EEXIST && ::lstat(file.c_str(), &info) == 0
         && std::time(nullptr) - info.st_mtime >= StaleWakeUp && ::unlink(file.c_str()) == 0)
-        fd = ::open(file.c_str(), O_RDONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0700);
+        fd = ::open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0700);
     if (fd == -1)
         return;
+    // A short or failed write only costs the token: the running copy checks what it reads.
+    const std::string token = activationToken();
+    if (!token.empty())
+        static_cast<void>(::write(fd, token.data(), token.size()));
     ::close(fd);
     ::kill(pid, SIGUSR2);
 }
@@ -133,12 +161,22 @@ std::string SingleInstance::wakeUpFile(pid_t pid)
     return home.empty() ? std::string() : (home + "/.wardletNotify" + std::to_string(pid)).substr(0, 4095);
 }
 
-bool SingleInstance::takeWakeUpFile()
+std::optional<std::string> SingleInstance::takeWakeUpFile()
 {
     const std::string file = wakeUpFile(::getpid());
     struct stat info;
     if (file.empty() || ::lstat(file.c_str(), &info) != 0)
-        return false;
+        return std::nullopt;
+    // Whatever is there still asks for the window; only a plain file's content can be a token.
+    // Non-blocking, so that a pipe put in its place cannot hold the program up.
+    char token[MaxToken + 1];
+    ssize_t size = 0;
+    const int fd = ::open(file.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    if (fd != -1) {
+        if (::fstat(fd, &info) == 0 && S_ISREG(info.st_mode))
+            size = ::read(fd, token, sizeof token);
+        ::close(fd);
+    }
     ::unlink(file.c_str());
-    return true;
+    return size > 0 ? usableToken(token, size_t(size)) : std::string();
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include <sys/types.h>
@@ -21,10 +22,12 @@ public:
     // show itself, if it is this program.
     bool claim();
 
-    // "<home>/.wardletNotify<pid>": its existence asks copy pid to show its status window.
+    // "<home>/.wardletNotify<pid>": its existence asks copy pid to show its status window; it
+    // holds the activation token the second copy was started with, if any.
     static std::string wakeUpFile(pid_t pid);
-    // True when a second copy left a wake-up file for this process; the file is gone afterwards.
-    static bool takeWakeUpFile();
+    // The token from the wake-up file a second copy left for this process (empty when it came
+    // without a usable one), or nothing when there is no such file; the file is gone afterwards.
+    static std::optional<std::string> takeWakeUpFile();
     // The lock file: in $XDG_RUNTIME_DIR when that is the user's own private directory,
     // otherwise in ~/.wardlet, made private if need be. Empty when neither can be had.
     static std::string lockFile();

@@ -1,6 +1,7 @@
 #include "WardletApp.h"
 
 #include "app/SingleInstance.h"
+#include "ui/WindowFocus.h"
 
 #include <QSessionManager>
 
@@ -47,7 +48,10 @@ WardletApp::WardletApp(int& argc, char** argv)
         m_trayIcon.setPicture(TrayIcon::pictureFor(m_status.scannerState(), m_status.scanDaemonRunning(),
                                                    m_status.managementState()));
     });
-    connect(&m_trayIcon, &TrayIcon::openRequested, this, &WardletApp::showStatusWindow);
+    connect(&m_trayHosts, &TrayHostWatcher::hostAppeared, &m_trayIcon, &TrayIcon::trayAppeared);
+    connect(&m_trayHosts, &TrayHostWatcher::statusNotifierWatcherReturned, &m_trayIcon,
+            &TrayIcon::announceAgain);
+    connect(&m_trayIcon, &TrayIcon::openRequested, this, [this] { showStatusWindow(); });
     connect(&m_trayIcon, &TrayIcon::quitRequested, this, &QCoreApplication::quit);
 
     connect(&m_updateLauncher, &UpdateLauncher::finished, &m_channels,
@@ -103,18 +107,19 @@ void WardletApp::start()
 {
     m_trayIcon.setPicture(TrayIcon::pictureFor(m_status.scannerState(), m_status.scanDaemonRunning(),
                                                m_status.managementState()));
+    m_trayHosts.start();
     m_channels.start();
 }
 
-void WardletApp::showStatusWindow()
+void WardletApp::showStatusWindow(const QByteArray& launchToken)
 {
     StatusWindow& window = statusWindow();
-    if (window.isVisible()) {
-        window.raise();
-        window.activateWindow();
-    } else {
-        window.setVisible(true);
-    }
+    const bool shown = window.isVisible();
+    window.setVisible(true);
+    window.raise();
+    // A new window gets the focus from the window manager; a launcher's token asks for it too.
+    if (shown || !launchToken.isEmpty())
+        WindowFocus::request(window, launchToken);
 }
 
 void WardletApp::showAlert(const Alert& alert)
@@ -129,8 +134,10 @@ void WardletApp::showAlert(const Alert& alert)
 void WardletApp::wakeUp()
 {
     m_channels.refreshSoon();
-    if (SingleInstance::takeWakeUpFile())
-        showStatusWindow();
+    const std::optional<std::string> token = SingleInstance::takeWakeUpFile();
+    if (!token)
+        return;
+    showStatusWindow(QByteArray::fromStdString(*token));
 }
 
 // A copy the user started is never restarted by the session manager; one that a session

@@ -4,6 +4,7 @@
 #include "app/Translations.h"
 #include "messaging/ChannelSupervisor.h"
 #include "tray/StatusModel.h"
+#include "tray/TrayHostWatcher.h"
 #include "tray/TrayIcon.h"
 #include "tray/UpdateLauncher.h"
 #include "ui/AlertViewer.h"
@@ -34,7 +35,8 @@ public:
 private:
     // The windows are built when first needed, so start-up only shows the icon.
     StatusWindow& statusWindow();
-    void showStatusWindow();
+    // The token is the one a launcher gave a second start, which asks for the window.
+    void showStatusWindow(const QByteArray& launchToken = QByteArray());
     void showAlert(const Alert& alert);
     void wakeUp();
     void saveSessionState(QSessionManager& manager);
@@ -45,6 +47,7 @@ private:
     StatusModel m_status;
     UpdateLauncher m_updateLauncher;
     TrayIcon m_trayIcon;
+    TrayHostWatcher m_trayHosts;
     std::optional<StatusWindow> m_statusWindow;
     std::optional<AlertViewer> m_alertViewer;
     SignalBridge m_signals;

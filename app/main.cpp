@@ -26,6 +26,11 @@ int main(int argc, char** argv)
     QCoreApplication::setApplicationName(QStringLiteral("wardlet"));
     QCoreApplication::setApplicationVersion(QStringLiteral(WARDLET_VERSION));
     QGuiApplication::setDesktopFileName(QStringLiteral("wardlet"));
+#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
+    // Qt 6 always paints icons, the tray's too, from the picture made for the screen's pixels; Qt 5
+    // only when asked, and otherwise enlarges the 1x one.
+    QCoreApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
+#endif
     if (const std::optional<int> status = CommandLine::handle(argc, argv))
         return *status;
 

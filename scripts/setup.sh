@@ -4,7 +4,8 @@
 # Idempotent: does nothing when everything is there already.
 set -euo pipefail
 
-build=(g++ cmake ninja-build pkg-config qt6-base-dev qt6-tools-dev qt6-l10n-tools librsvg2-bin)
+build=(g++ cmake ninja-build pkg-config libxcb1-dev qt6-base-dev qt6-tools-dev qt6-l10n-tools librsvg2-bin
+    qt6-wayland)  # the last for Wayland sessions
 # A virtual display with a tray host, for running without a desktop.
 headless=(xvfb trayer xdotool x11-utils imagemagick dbus-x11 fonts-dejavu-core)
 tests=(
@@ -12,6 +13,7 @@ tests=(
     libbenchmark-dev libx11-dev clang libclang-rt-14-dev
     at-spi2-core python3-pyatspi python3-gi fonts-urw-base35 procps util-linux
     haskell-status-notifier-item-utils haskell-gtk-sni-tray-utils
+    sway grim qtwayland5
     desktop-file-utils appstream groff dpkg-dev
 )
 

@@ -1,5 +1,6 @@
 #include "TrayIcon.h"
 
+#include "images/Pictures.h"
 #include "images/tray_green.xpm"
 #include "images/tray_grey.xpm"
 #include "images/tray_red.xpm"
@@ -7,7 +8,6 @@
 #include "images/tray_yellow.xpm"
 
 #include <QCoreApplication>
-#include <QPixmap>
 #include <QSettings>
 #include <QSystemTrayIcon>
 #include <QTimer>
@@ -46,14 +46,11 @@ TrayIcon::TrayIcon(QObject* parent)
     : QObject(parent)
     , m_settings(QSettings::UserScope, QStringLiteral("trevanta.example"), QStringLiteral("wardlet"))
 {
-    Q_INIT_RESOURCE(tray_pictures);
     const char* const* const images[]
         = {tray_shield_xpm, tray_green_xpm, tray_red_xpm, tray_yellow_xpm, tray_grey_xpm};
-    const char* const large[] = {"shield", "green", "red", "yellow", "grey"};
-    for (int i = 0; i < 5; ++i) {
-        m_pictures[i].addPixmap(QPixmap(images[i]));
-        m_pictures[i].addFile(QStringLiteral(":/tray/%1@44.png").arg(QLatin1String(large[i])), QSize(44, 44));
-    }
+    const char* const names[] = {"tray_shield", "tray_green", "tray_red", "tray_yellow", "tray_grey"};
+    for (int i = 0; i < 5; ++i)
+        m_pictures[i] = Pictures::icon(images[i], QLatin1String(names[i]));
 
     m_menu.addAction(QCoreApplication::translate("WardletApp", "Open &Trevanta"), this,
                      &TrayIcon::openRequested);
@@ -65,7 +62,6 @@ TrayIcon::TrayIcon(QObject* parent)
     m_saveTimer.setSingleShot(true);
     m_saveTimer.setInterval(SaveDelay);
     connect(&m_saveTimer, &QTimer::timeout, this, &TrayIcon::saveShown);
-    create();
 }
 
 TrayIcon::~TrayIcon()
@@ -79,9 +75,24 @@ TrayIcon::~TrayIcon()
     }
 }
 
+void TrayIcon::trayAppeared()
+{
+    m_trayPresent = true;
+    if (!m_icon)
+        create();
+}
+
+void TrayIcon::announceAgain()
+{
+    if (!m_icon || !m_icon->isVisible())
+        return;
+    m_icon->setVisible(false);
+    m_icon->setVisible(true);
+}
+
 void TrayIcon::create()
 {
-    if (!m_shown)
+    if (!m_shown || !m_trayPresent)
         return;
     m_icon = new QSystemTrayIcon(icon(m_picture), this);
     m_icon->setContextMenu(&m_menu);

@@ -40,6 +40,10 @@ public:
     bool isShown() const { return m_shown; }
     // Remembers the choice for the next start too.
     void setShown(bool shown);
+    // A notification area exists. Until then no icon is made, so that Qt ties it to that tray.
+    void trayAppeared();
+    // A restarted StatusNotifierItem watcher knows no items: the icon registers afresh.
+    void announceAgain();
     // A process that is not the daemon holds its address: the tool tip says so.
     void setHeldByStranger(Channel channel, bool held);
     // Null while no icon is shown.
@@ -61,6 +65,7 @@ private:
     QSystemTrayIcon* m_icon = nullptr;
     Picture m_picture = Picture::Shield;
     bool m_shown = true;
+    bool m_trayPresent = false;
     bool m_scanDaemonHeld = false;
     bool m_managementHeld = false;
     // The choice as the settings file holds it.

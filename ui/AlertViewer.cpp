@@ -1,12 +1,13 @@
 #include "AlertViewer.h"
 
 #include "images/alert_icon.xpm"
+#include "images/Pictures.h"
+#include "ui/WindowFocus.h"
 
 #include <QCloseEvent>
 #include <QCoreApplication>
 #include <QEvent>
 #include <QGridLayout>
-#include <QPixmap>
 #include <QPushButton>
 #include <QSpacerItem>
 #include <QTextEdit>
@@ -15,7 +16,7 @@
 AlertViewer::AlertViewer(QWidget* parent)
     : QDialog(parent)
 {
-    setWindowIcon(QPixmap(alert_icon_xpm));
+    setWindowIcon(Pictures::icon(alert_icon_xpm, QStringLiteral("alert_icon")));
 
     auto* layout = new QGridLayout(this);
     layout->addItem(new QSpacerItem(8, 8, QSizePolicy::Minimum, QSizePolicy::Minimum), 0, 0, 1, 1);
@@ -75,7 +76,7 @@ void AlertViewer::present()
         raise();
     } else {
         setVisible(true);
-        activateWindow();
+        WindowFocus::request(*this);
     }
 }
 

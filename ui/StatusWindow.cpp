@@ -1,6 +1,7 @@
 #include "StatusWindow.h"
 
 #include "images/banner.xpm"
+#include "images/Pictures.h"
 #include "images/window_icon.xpm"
 
 #include <QBoxLayout>
@@ -10,6 +11,7 @@
 #include <QFrame>
 #include <QGridLayout>
 #include <QGroupBox>
+#include <QGuiApplication>
 #include <QKeySequence>
 #include <QLabel>
 #include <QPushButton>
@@ -46,9 +48,7 @@ QGridLayout* newGroupGrid(QGroupBox* box, int lastRow)
 StatusWindow::StatusWindow(QWidget* parent)
     : QWidget(parent)
 {
-    m_banner = QPixmap(banner_xpm);
-    m_icon = QPixmap(window_icon_xpm);
-    setWindowIcon(m_icon);
+    setWindowIcon(Pictures::icon(window_icon_xpm, QStringLiteral("window_icon")));
 
     auto* windowLayout = new QVBoxLayout(this);
     auto* titleRow = new QHBoxLayout;
@@ -74,7 +74,7 @@ StatusWindow::StatusWindow(QWidget* parent)
     m_bannerLabel = new QLabel(this);
     m_bannerLabel->setFrameShape(QFrame::StyledPanel);
     m_bannerLabel->setFrameShadow(QFrame::Sunken);
-    m_bannerLabel->setPixmap(m_banner);
+    updateBanner();
     imageColumn->addWidget(m_bannerLabel, 0);
     contentRow->addLayout(imageColumn);
 
@@ -162,7 +162,9 @@ StatusWindow::StatusWindow(QWidget* parent)
     m_definitionsVersion->setText(QStringLiteral("00/00/0000 rev. 00"));
     const QSize hint = minimumSizeHint();
     resize(hint.expandedTo(QSize(100, 100)));
-    move(0, 0);
+    // A Wayland compositor places windows itself.
+    if (QGuiApplication::platformName() == QLatin1String("xcb"))
+        move(0, 0);
     m_definitionsVersion->setText(QString(16, QLatin1Char(' ')));
 }
 
@@ -251,6 +253,27 @@ void StatusWindow::languageChange()
     m_policyCaption->setText(QCoreApplication::translate("MainView", "Policy Serial Number:"));
     m_closeButton->setText(QCoreApplication::translate("MainView", "&Close"));
     m_closeButton->setShortcut(QKeySequence(QCoreApplication::translate("MainView", "Alt+C")));
+}
+
+void StatusWindow::updateBanner()
+{
+    m_bannerLabel->setPixmap(Pictures::pixmap(banner_xpm, QStringLiteral("banner"), devicePixelRatioF()));
+}
+
+// A window that moves to a screen of another pixel ratio needs the banner drawn for that ratio.
+bool StatusWindow::event(QEvent* event)
+{
+    switch (event->type()) {
+#if QT_VERSION >= QT_VERSION_CHECK(6, 6, 0)
+    case QEvent::DevicePixelRatioChange:
+#endif
+    case QEvent::ScreenChangeInternal:
+        updateBanner();
+        break;
+    default:
+        break;
+    }
+    return QWidget::event(event);
 }
 
 void StatusWindow::changeEvent(QEvent* event)

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QPixmap>
 #include <QString>
 #include <QWidget>
 
@@ -39,14 +38,15 @@ signals:
     void updateRequested();
 
 protected:
+    bool event(QEvent* event) override;
     void changeEvent(QEvent* event) override;
 
 private:
     // Sets every translatable text; runs again on a language change.
     void languageChange();
+    // Draws the banner for the window's current device-pixel ratio.
+    void updateBanner();
 
-    QPixmap m_banner;
-    QPixmap m_icon;
     QLabel* m_titleLabel = nullptr;
     QLabel* m_bannerLabel = nullptr;
     QGroupBox* m_versionsBox = nullptr;

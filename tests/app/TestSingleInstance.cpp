@@ -116,6 +116,46 @@ private slots:
         QVERIFY(!SingleInstance::takeWakeUpFile());
     }
 
+    // The token a second start came with reaches the running copy, unless it is unfit to pass on:
+    // the second start writes only a fit one, and the running copy takes only a fit one.
+    void wakeUpFileCarriesTheToken_data()
+    {
+        QTest::addColumn<QByteArray>("variable");
+        QTest::addColumn<QByteArray>("token");
+        QTest::addColumn<QByteArray>("taken");
+        const QByteArray wayland("XDG_ACTIVATION_TOKEN"), x11("DESKTOP_STARTUP_ID");
+        QTest::newRow("Wayland") << wayland << QByteArray("a b_TIME9") << QByteArray("a b_TIME9");
+        QTest::newRow("X11") << x11 << QByteArray("host-7_TIME42") << QByteArray("host-7_TIME42");
+        QTest::newRow("longest") << wayland << QByteArray(255, '~') << QByteArray(255, '~');
+        QTest::newRow("too long") << wayland << QByteArray(256, 'x') << QByteArray();
+        QTest::newRow("control") << wayland << QByteArray("a\nb") << QByteArray();
+        QTest::newRow("not ASCII") << x11 << QByteArray("caf\xc3\xa9") << QByteArray();
+    }
+
+    void wakeUpFileCarriesTheToken()
+    {
+        QFETCH(QByteArray, variable);
+        QFETCH(QByteArray, token);
+        QFETCH(QByteArray, taken);
+        const auto restore = qScopeGuard([variable] { qunsetenv(variable.constData()); });
+        qunsetenv("XDG_ACTIVATION_TOKEN");
+        qunsetenv("DESKTOP_STARTUP_ID");
+        qputenv(variable.constData(), token);
+        FirstCopy first;
+        QCOMPARE(first.events(5000), QByteArray("y"));
+        QVERIFY(!SingleInstance().claim());
+        QCOMPARE(first.events(5000), QByteArray("w"));
+        QFile left(QString::fromStdString(SingleInstance::wakeUpFile(first.pid())));
+        QVERIFY(left.open(QIODevice::ReadOnly));
+        QCOMPARE(left.readAll(), taken);
+
+        QFile mine(QString::fromStdString(SingleInstance::wakeUpFile(::getpid())));
+        QVERIFY(mine.open(QIODevice::WriteOnly));
+        QCOMPARE(mine.write(token), qint64(token.size()));
+        mine.close();
+        QCOMPARE(QByteArray::fromStdString(SingleInstance::takeWakeUpFile().value_or("none")), taken);
+    }
+
     // Another program of the user's that holds the lock is no copy of this one: nothing is
     // signalled and the program runs.
     void anotherProgramHoldingTheLockIsLeftAlone()

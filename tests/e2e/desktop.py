@@ -160,8 +160,15 @@ class DesktopTest(unittest.TestCase):
     """A test on a fresh desktop of its own; self.sim is the daemon simulator, self.wardlet the program."""
 
     _pictures = None
+    TRAY_AT_START = True
 
     def setUp(self):
+        self.prepare()
+        self.start_x11_desktop()
+        self.start_simulator()
+
+    def prepare(self):
+        """Artefacts, a scratch directory and an environment of the test's own."""
         # One wardlet per user is the program's own rule, so runs from other build trees wait their
         # turn: the lock is on the home directory, where the wake-up files go.
         turn = os.open(HOME, os.O_RDONLY)
@@ -177,8 +184,8 @@ class DesktopTest(unittest.TestCase):
         os.makedirs(os.path.dirname(self.settings_file))
         os.mkdir(os.path.join(self.tmp, "runtime"), 0o700)
         self.env = {key: value for key, value in os.environ.items()
-                    if not key.startswith(("QT_", "DBUS_", "WARDLET_", "XDG_", "LC_"))
-                    and key not in ("DISPLAY", "LANG", "LANGUAGE")}
+                    if not key.startswith(("QT_", "DBUS_", "WARDLET_", "XDG_", "LC_", "WAYLAND_", "SWAY"))
+                    and key not in ("DISPLAY", "LANG", "LANGUAGE", "DESKTOP_STARTUP_ID")}
         self.env.update(XDG_CONFIG_HOME=os.path.join(self.tmp, "config"), LC_ALL="C",
                         XDG_RUNTIME_DIR=os.path.join(self.tmp, "runtime"))
         self.suffix = "-" + os.path.basename(self.tmp)  # names this test's daemon sockets
@@ -187,21 +194,16 @@ class DesktopTest(unittest.TestCase):
         # process starts, this runs once all have ended.
         self.addCleanup(lambda: [os.remove(f) for f in map(wake_up_file, self.pids) if os.path.exists(f)])
 
+    def start_x11_desktop(self):
+        """An X display, a tray unless the test wants it later, a session bus and the accessibility bus."""
         read_end, write_end = os.pipe()
         self.spawn(["Xvfb", "-displayfd", str(write_end), "-screen", "0", "1024x768x24", "-nolisten", "tcp"],
                    "xvfb", pass_fds=(write_end,))
         os.close(write_end)
         with os.fdopen(read_end) as numbers:
             self.env["DISPLAY"] = ":" + (read_line(numbers, 10) or self.fail("Xvfb reported no display"))
-        # On a busy machine trayer now and then gives up on a display that has just come up.
-        for attempt in range(3):
-            trayer = self.spawn(["trayer", "--edge", "top", "--align", "right", "--widthtype", "request",
-                                 "--height", "24", "--SetDockType", "true", "--transparent", "false"], f"trayer{attempt}")
-            if wait_until(lambda: trayer.poll() is not None or any(w[1] == PANEL for w in self.tree()), 10) \
-                    and trayer.poll() is None:
-                break
-        else:
-            self.fail("trayer shows no panel")
+        if self.TRAY_AT_START:
+            self.start_trayer()
         bus = self.spawn(["dbus-daemon", "--session", "--nofork", "--print-address=1"], "dbus",
                          stdout=subprocess.PIPE, text=True)
         self.env["DBUS_SESSION_BUS_ADDRESS"] = read_line(bus.stdout, 10) or self.fail("no session bus")
@@ -211,6 +213,7 @@ class DesktopTest(unittest.TestCase):
             "dbus-send", "--session", "--print-reply", "--dest=org.freedesktop.DBus", "/org/freedesktop/DBus",
             "org.freedesktop.DBus.NameHasOwner", "string:org.a11y.Bus"), 10), "no accessibility bus")
 
+    def start_simulator(self):
         self.sim = Simulator(self.spawn([SIMULATOR, "--suffix", self.suffix], None, stdin=subprocess.PIPE,
                                         stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, bufsize=1),
                              open(os.path.join(self.artefacts, "simulator.log"), "w"))
@@ -219,6 +222,17 @@ class DesktopTest(unittest.TestCase):
 
     def tearDown(self):
         self.screenshot("last")
+
+    def start_trayer(self):
+        # On a busy machine trayer now and then gives up on a display that has just come up.
+        for attempt in range(3):
+            trayer = self.spawn(["trayer", "--edge", "top", "--align", "right", "--widthtype", "request",
+                                 "--height", "24", "--SetDockType", "true", "--transparent", "false"],
+                                f"trayer{time.monotonic_ns()}")
+            if wait_until(lambda: trayer.poll() is not None or any(w[1] == PANEL for w in self.tree()), 10) \
+                    and trayer.poll() is None:
+                return trayer
+        self.fail("trayer shows no panel")
 
     def spawn(self, argv, log_name, **options):
         if log_name:

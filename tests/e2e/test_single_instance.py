@@ -32,9 +32,13 @@ class SingleInstance(DesktopTest):
         # Open already, the window takes the keyboard focus back on the next start.
         panel = self.run_tool("xdotool", "search", "--class", "trayer").split()[0]
         self.run_tool("xdotool", "windowfocus", "--sync", panel)
-        self.assertEqual(exit_status(self.start_wardlet(log_name="third"), 3), 0)
+        launch = "launcher-1234_TIME5678"
+        self.assertEqual(exit_status(self.start_wardlet(log_name="third", DESKTOP_STARTUP_ID=launch), 3), 0)
         self.assertTrue(wait_until(lambda: self.run_tool("xdotool", "getwindowfocus").strip() == window, 3),
                         "the status window did not take the focus")
+        # The window manager decides on the focus by the launch's startup id.
+        self.assertTrue(wait_until(lambda: f'"{launch}"' in self.run_tool("xprop", "-id", window, "_NET_STARTUP_ID"), 3),
+                        "the status window does not carry the launch's startup id")
         self.assertIsNone(first.poll())
 
 

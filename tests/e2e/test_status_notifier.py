@@ -3,6 +3,7 @@ session bus, served to a real watcher and host (not ours), checked over D-Bus an
 
 import os
 import subprocess
+import time
 import unittest
 
 from gi.repository import Gio, GLib
@@ -15,16 +16,22 @@ def xpm_rgba(name):
                            "rgba:-"], check=True, capture_output=True).stdout
 
 
-class StatusNotifier(DesktopTest):
+class StatusNotifierDesktop(DesktopTest):
     def setUp(self):
         super().setUp()
-        self.spawn(["status-notifier-watcher"], "watcher")
         self.bus = Gio.DBusConnection.new_for_address_sync(
             self.env["DBUS_SESSION_BUS_ADDRESS"],
             Gio.DBusConnectionFlags.AUTHENTICATION_CLIENT | Gio.DBusConnectionFlags.MESSAGE_BUS_CONNECTION)
         self.addCleanup(self.bus.close_sync)
+
+    def start_watcher(self):
+        watcher = self.spawn(["status-notifier-watcher"], f"watcher{time.monotonic_ns()}")
         self.assertTrue(wait_until(lambda: self.watcher("RegisteredStatusNotifierItems") is not None, 10),
                         "no watcher")
+        return watcher
+
+    def start_hosts(self):
+        self.watcher_process = self.start_watcher()
         self.spawn(["gtk-sni-tray-standalone", "--bottom"], "host")
         self.assertTrue(wait_until(lambda: self.watcher("IsStatusNotifierHostRegistered"), 10), "no host")
 
@@ -40,6 +47,15 @@ class StatusNotifier(DesktopTest):
                           "org.freedesktop.DBus.Properties", "Get",
                           GLib.Variant("(ss)", ("org.kde.StatusNotifierWatcher", prop)), "(v)")
         return value and value[0]
+
+    def host_draws_picture(self):
+        """Whether the host's panel along the bottom shows the item's picture, at whatever size it draws it."""
+        width, height, argb = max(self.item()[2]["IconPixmap"])
+        colours = {bytes(argb[i + 1:i + 4]) for i in range(0, len(argb), 4) if argb[i] == 255 and max(argb[i + 1:i + 4]) > 64}
+        strip = subprocess.run(["/usr/bin/import", "-window", "root", "-crop", "1024x64+0+704", "-depth", "8", "rgb:-"],
+                               env=self.env, capture_output=True).stdout
+        drawn = sum(strip[i:i + 3] in colours for i in range(0, len(strip), 3))
+        return drawn >= 40
 
     def item(self):
         """(bus name, object path, properties) of the one registered item, or None."""
@@ -60,7 +76,9 @@ class StatusNotifier(DesktopTest):
         argb, rgba = pixmaps[(22, 22)], xpm_rgba(picture)
         return all(not rgba[4 * i + 3] or argb[4 * i + 1:4 * i + 4] == rgba[4 * i:4 * i + 3] for i in range(22 * 22))
 
+class StatusNotifier(StatusNotifierDesktop):
     def test_item_menu_and_pictures(self):
+        self.start_hosts()
         self.sim.send("vg 1", "running 1", "server online 10.0.0.1 now")
         self.start_wardlet()
         self.assertTrue(wait_until(self.item, 10), "no StatusNotifierItem registered")
@@ -86,6 +104,31 @@ class StatusNotifier(DesktopTest):
                   GLib.Variant("(isvu)", (entries["Open _Trevanta"], "clicked", GLib.Variant("i", 0), 0)))
         self.wait_window("Trevanta")
         self.screenshot("host-status-window")
+
+
+class LateStatusNotifier(StatusNotifierDesktop):
+    """A session whose panel comes after the program, as autostart often has it, and restarts."""
+
+    TRAY_AT_START = False
+
+    def test_item_registers_with_a_late_and_a_restarted_watcher(self):
+        self.sim.send("vg 0")
+        self.start_wardlet()
+        started = time.monotonic()
+        self.wait_requests()
+        time.sleep(max(0.0, started + 3 - time.monotonic()))
+        self.assertIsNone(self.watcher("RegisteredStatusNotifierItems"))
+        self.start_hosts()
+        self.assertTrue(wait_until(self.item, 2), "the item does not register with a watcher that came late")
+        self.assertTrue(wait_until(lambda: self.shows("red"), 2), "the item does not show the red badge")
+        self.assertTrue(wait_until(self.host_draws_picture, 5), "the host does not draw the item")
+        self.screenshot("late-host")
+
+        self.watcher_process.kill()
+        self.watcher_process.wait()
+        self.assertTrue(wait_until(lambda: self.watcher("RegisteredStatusNotifierItems") is None, 5))
+        self.watcher_process = self.start_watcher()
+        self.assertTrue(wait_until(self.item, 2), "the item does not register with a restarted watcher")
 
 
 if __name__ == "__main__":

@@ -1,5 +1,6 @@
 """The tray icon: embedded in the notification area, its picture telling the protection state."""
 
+import time
 import unittest
 
 from desktop import DesktopTest, wait_until
@@ -41,6 +42,28 @@ class TrayStates(DesktopTest):
 
         self.sim.send("stop all")
         self.assertPicture("red", "daemons-stopped", timeout=2)
+
+
+class LateTray(DesktopTest):
+    """A notification area that comes after the program, as autostart often has it, and restarts."""
+
+    TRAY_AT_START = False
+
+    def test_icon_is_embedded_in_a_late_and_a_restarted_tray(self):
+        self.sim.send("vg 1", "running 1", "server online 10.0.0.1 now")
+        self.start_wardlet()
+        started = time.monotonic()
+        self.wait_requests()
+        time.sleep(max(0.0, started + 3 - time.monotonic()))
+        trayer = self.start_trayer()
+        self.assertPicture("green", "late-tray", timeout=2)
+
+        trayer.kill()
+        trayer.wait()
+        self.assertTrue(wait_until(lambda: not self.tray_icons(), 5), "the icon outlives its tray")
+        self.start_trayer()
+        self.assertPicture("green", "restarted-tray", timeout=2)
+        self.assertEqual(len(self.tray_icons()), 1)
 
 
 if __name__ == "__main__":

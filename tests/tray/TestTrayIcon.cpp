@@ -57,6 +57,7 @@ private slots:
     void showsEachPicture()
     {
         TrayIcon tray;
+        tray.trayAppeared();
         const std::tuple<Picture, const char* const*, const char*> pictures[] = {
             {Picture::Online, tray_green_xpm, "Protected and in touch with the management server."},
             {Picture::Unprotected, tray_red_xpm,
@@ -76,10 +77,27 @@ private slots:
         }
     }
 
+    // An icon made before a tray exists would be tied to no tray for good.
+    void iconWaitsForATray()
+    {
+        TrayIcon tray;
+        tray.setPicture(Picture::Online);
+        QVERIFY(!tray.icon());
+        tray.setShown(false);
+        tray.setShown(true);
+        QVERIFY(!tray.icon());
+        tray.trayAppeared();
+        QVERIFY(tray.icon()->isVisible());
+        QCOMPARE(tray.icon()->icon().pixmap(22, 22).toImage(), QPixmap(tray_green_xpm).toImage());
+        tray.trayAppeared();
+        QCOMPARE(tray.findChildren<QSystemTrayIcon*>().size(), 1);
+    }
+
     // A refused stranger on a daemon's address is told apart from a daemon that is away.
     void toolTipNamesAStrangerOnTheAddress()
     {
         TrayIcon tray;
+        tray.trayAppeared();
         tray.setPicture(Picture::ManagementAway);
         tray.setHeldByStranger(Channel::Management, true);
         QCOMPARE(tray.icon()->toolTip(),
@@ -102,11 +120,13 @@ private slots:
     {
         {
             TrayIcon tray;
+            tray.trayAppeared();
             QVERIFY(tray.icon()->isVisible());
             tray.setShown(false);
             QVERIFY(!tray.icon()->isVisible());
         }
         TrayIcon tray;
+        tray.trayAppeared();
         QVERIFY(!tray.icon());
         // Written only when the choice changes.
         settings().setValue("Wardlet/ShowIcon", "untouched");
@@ -130,6 +150,7 @@ private slots:
         settings().setValue("Wardlet/ShowIcon", "untouched");
         {
             TrayIcon tray;
+            tray.trayAppeared();
             for (int flip = 0; flip < 100; ++flip)
                 tray.setShown(flip % 2 == 1);
             QCOMPARE(settings().value("Wardlet/ShowIcon").toString(), QStringLiteral("untouched"));
@@ -142,6 +163,7 @@ private slots:
     void destroyedIconComesBack()
     {
         TrayIcon tray;
+        tray.trayAppeared();
         tray.setPicture(Picture::Offline);
         delete tray.icon();
         QVERIFY(!tray.icon());

@@ -66,12 +66,7 @@ class Desktop(contextlib.ExitStack):
                     if not key.startswith(("QT_", "DBUS_", "WARDLET_", "XDG_", "LC_"))}
         self.env.update(XDG_CONFIG_HOME=os.path.join(self.tmp, "config"), XDG_RUNTIME_DIR=runtime,
                         LANG="C.UTF-8")
-        read_end, write_end = os.pipe()
-        self.xserver = self.spawn(["Xvfb", "-displayfd", str(write_end), "-screen", "0", "1024x768x24",
-                                   "-nolisten", "tcp"], pass_fds=(write_end,))
-        os.close(write_end)
-        with os.fdopen(read_end) as numbers:
-            self.env["DISPLAY"] = ":" + read_line(numbers, 10)
+        self.xserver, self.env["DISPLAY"] = self._xvfb()
         log = self.enter_context(open(os.path.join(self.tmp, "trayer.log"), "w+"))
         # Now and then trayer ends at once with status 1 and no word why: it is started again.
         for _ in range(3):
@@ -84,6 +79,20 @@ class Desktop(contextlib.ExitStack):
                 return self
         log.seek(0)
         raise RuntimeError(f"trayer shows no panel (exit status {self.trayer.poll()}): {log.read()}")
+
+    def _xvfb(self):
+        read_end, write_end = os.pipe()
+        xserver = self.spawn(["Xvfb", "-displayfd", str(write_end), "-screen", "0", "1024x768x24", "-nolisten", "tcp"],
+                             pass_fds=(write_end,))
+        os.close(write_end)
+        with os.fdopen(read_end) as numbers:
+            return xserver, ":" + read_line(numbers, 10)
+
+    def bare_display(self):
+        """A second X display, with no notification area, started when first asked for."""
+        if not hasattr(self, "_bare"):
+            self._bare = self._xvfb()[1]
+        return self._bare
 
     def spawn(self, argv, **options):
         options.setdefault("stdout", subprocess.DEVNULL)

@@ -1,6 +1,7 @@
 """Wake-ups of an idle wardlet against the minimal tray program: the context switches of all
 threads (voluntary and involuntary, from /proc/PID/task/*/status) over a quiet window, once with
-both daemons connected and silent, once with both absent. Runs of the three cases alternate.
+both daemons connected and silent, once with both absent, once connected on a display with no
+notification area (waiting for one). Runs of the four cases alternate.
 
     /usr/bin/python3 bench/idle.py [--runs 3] [--window 10]
 """
@@ -13,7 +14,7 @@ import time
 
 import benchlib
 
-CASES = ("minimal", "connected", "absent")
+CASES = ("minimal", "connected", "absent", "no tray")
 REQUESTS = {"trayIPC": 3, "PdxIPC": 5}
 
 
@@ -27,14 +28,17 @@ def frames(data):
 def idle_once(desktop, case, settle, window):
     """(wake-ups per second, CPU milliseconds per second) over the window."""
     suffix = f"-bench-idle-{os.getpid()}-{time.monotonic_ns()}"
-    daemons = {name: benchlib.Daemon(name, suffix) for name in REQUESTS} if case == "connected" else {}
+    daemons = {name: benchlib.Daemon(name, suffix) for name in REQUESTS} if case in ("connected", "no tray") else {}
     program, name = (benchlib.MINIMAL, "minimal_tray") if case == "minimal" else (benchlib.WARDLET, "wardlet")
     try:
         with desktop.session() as env, desktop.scratch() as cwd, \
                 benchlib.embedding_probe(env, name) as embedded:
+            if case == "no tray":
+                env = dict(env, DISPLAY=desktop.bare_display())
             process = desktop.spawn([program], env=dict(env, WARDLET_SOCKET_SUFFIX=suffix), cwd=cwd)
             try:
-                embedded()
+                if case != "no tray":
+                    embedded()
                 deadline = time.monotonic() + 10
                 while any(frames(d.received) < REQUESTS[n] for n, d in daemons.items()):
                     if time.monotonic() > deadline:
@@ -64,7 +68,7 @@ def main():
     cpu = {case: [] for case in CASES}
     with benchlib.Desktop() as desktop:
         for run in range(args.runs):
-            for case in CASES[run % 3:] + CASES[:run % 3]:
+            for case in CASES[run % len(CASES):] + CASES[:run % len(CASES)]:
                 with benchlib.program_turn():
                     rate, cpu_ms = idle_once(desktop, case, args.settle, args.window)
                 wakeups[case].append(rate)

@@ -27,17 +27,16 @@ TrayHostWatcher::TrayHostWatcher(QObject* parent)
     : QObject(parent)
 { }
 
-TrayHostWatcher::~TrayHostWatcher() = default;
-
 void TrayHostWatcher::start()
 {
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (bus.isConnected()) {
         // A watcher that starts or restarts is asked afresh; its hosts register with it later.
-        m_serviceWatcher = new QDBusServiceWatcher(QLatin1String(WatcherService), bus,
-                                                   QDBusServiceWatcher::WatchForRegistration, this);
-        connect(m_serviceWatcher, &QDBusServiceWatcher::serviceRegistered, this, [this] {
+        auto* serviceWatcher = new QDBusServiceWatcher(QLatin1String(WatcherService), bus,
+                                                       QDBusServiceWatcher::WatchForRegistration, this);
+        connect(serviceWatcher, &QDBusServiceWatcher::serviceRegistered, this, [this] {
             m_questions = 0;
+            m_watcherRestarted = m_hostPresent;
             askWhetherHostRegistered();
         });
         bus.connect(QLatin1String(WatcherService), QLatin1String(WatcherPath), QLatin1String(WatcherService),
@@ -79,10 +78,12 @@ void TrayHostWatcher::hostRegisteredAnswered(QDBusPendingCallWatcher* call)
         return;
     }
     m_busAnswered = true;
-    if (m_hostPresent && !reply.isError())
+    if (m_watcherRestarted && !reply.isError()) {
+        m_watcherRestarted = false;
         emit statusNotifierWatcherReturned();
-    else if (!reply.isError() && reply.value().variant().toBool())
+    } else if (!reply.isError() && reply.value().variant().toBool()) {
         foundHost("a StatusNotifierItem host");
+    }
     logIfNoHost();
 }
 

@@ -3,7 +3,6 @@
 #include <QObject>
 
 class QDBusPendingCallWatcher;
-class QDBusServiceWatcher;
 class XEmbedTrayWatcher;
 
 // Finds out whether the desktop has a notification area, without touching QSystemTrayIcon: Qt
@@ -16,11 +15,10 @@ class TrayHostWatcher final : public QObject
 
 public:
     explicit TrayHostWatcher(QObject* parent = nullptr);
-    ~TrayHostWatcher() override;
 
-    // Looks for a tray now and keeps watching until one appears; hostAppeared() may come at once.
+    // Looks for a tray now and watches for one to appear, and for StatusNotifierItem watchers
+    // that restart; hostAppeared() may come at once.
     void start();
-    bool isHostPresent() const { return m_hostPresent; }
 
 signals:
     // Once, when the first tray is found.
@@ -38,12 +36,13 @@ private:
     void foundHost(const char* kind);
     void logIfNoHost();
 
-    QDBusServiceWatcher* m_serviceWatcher = nullptr;
     XEmbedTrayWatcher* m_xembed = nullptr;
     bool m_hostPresent = false;
     // Until the bus answered the first question, not having a tray is not yet known.
     bool m_busAnswered = false;
     bool m_loggedNoHost = false;
+    // A watcher appeared after the first tray was found; its answer tells when it serves.
+    bool m_watcherRestarted = false;
     // Questions asked of a watcher that has its name but does not answer yet.
     int m_questions = 0;
 };

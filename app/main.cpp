@@ -27,9 +27,12 @@ int main(int argc, char** argv)
     QCoreApplication::setApplicationVersion(QStringLiteral(WARDLET_VERSION));
     QGuiApplication::setDesktopFileName(QStringLiteral("wardlet"));
 #if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
-    // Qt 6 always paints icons, the tray's too, from the picture made for the screen's pixels; Qt 5
-    // only when asked, and otherwise enlarges the 1x one.
+    // What Qt 6 does by itself: paint icons, the tray's too, from the picture made for the
+    // screen's pixels rather than enlarge the 1x one, and use Wayland where there is no X11.
     QCoreApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") && qEnvironmentVariableIsEmpty("DISPLAY")
+        && !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
+        qputenv("QT_QPA_PLATFORM", "wayland");
 #endif
     if (const std::optional<int> status = CommandLine::handle(argc, argv))
         return *status;

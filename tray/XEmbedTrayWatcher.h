@@ -15,11 +15,10 @@ class XEmbedTrayWatcher final : public QObject
     Q_OBJECT
 
 public:
-    // Connects to the display DISPLAY names; without one, isWatching() is false.
+    // Connects to the display DISPLAY names; without one, no manager is ever present.
     explicit XEmbedTrayWatcher(QObject* parent = nullptr);
     ~XEmbedTrayWatcher() override;
 
-    bool isWatching() const { return m_connection != nullptr; }
     // Asks the X server, and so waits for its answer.
     bool isManagerPresent();
 

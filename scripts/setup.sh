@@ -12,7 +12,7 @@ tests=(
     qtbase5-dev qttools5-dev qttools5-dev-tools qt5-style-plugins
     libbenchmark-dev libx11-dev clang libclang-rt-14-dev
     at-spi2-core python3-pyatspi python3-gi fonts-urw-base35 procps util-linux
-    haskell-status-notifier-item-utils haskell-gtk-sni-tray-utils
+    haskell-status-notifier-item-utils haskell-gtk-sni-tray-utils xsettingsd
     sway grim qtwayland5
     desktop-file-utils appstream groff dpkg-dev
 )

@@ -116,6 +116,10 @@ class LateStatusNotifier(StatusNotifierDesktop):
         self.start_wardlet()
         started = time.monotonic()
         self.wait_requests()
+        # A settings daemon announces its manager selection the way a tray does, and is no tray.
+        settings = os.path.join(self.tmp, "xsettingsd.conf")
+        open(settings, "w").close()
+        self.spawn(["xsettingsd", "-c", settings], "xsettingsd")
         time.sleep(max(0.0, started + 3 - time.monotonic()))
         self.assertIsNone(self.watcher("RegisteredStatusNotifierItems"))
         self.start_hosts()

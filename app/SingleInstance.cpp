@@ -1,5 +1,7 @@
 #include "SingleInstance.h"
 
+#include "ui/WindowFocus.h"
+
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
@@ -16,18 +18,11 @@ namespace {
 // A wake-up file older than this was left by a copy that never got to read it.
 constexpr time_t StaleWakeUp = 5;
 const char* const DeletedMark = " (deleted)";
-// Activation tokens are short; anything longer, or not printable ASCII, is not passed on.
-constexpr size_t MaxToken = 255;
+using WindowFocus::MaxToken;
 
 std::string usableToken(const char* data, size_t size)
 {
-    if (size > MaxToken)
-        return std::string();
-    for (size_t i = 0; i < size; ++i) {
-        if (static_cast<unsigned char>(data[i]) < 0x20 || static_cast<unsigned char>(data[i]) > 0x7e)
-            return std::string();
-    }
-    return std::string(data, size);
+    return WindowFocus::isUsableToken(data, size) ? std::string(data, size) : std::string();
 }
 
 // What this start was given to bring a window forward: a Wayland activation token, else an X11

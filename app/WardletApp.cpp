@@ -42,16 +42,20 @@ WardletApp::WardletApp(int& argc, char** argv)
             m_status.resetManagement();
         }
     });
-    connect(&m_channels, &ChannelSupervisor::heldByStrangerChanged, &m_trayIcon,
-            &TrayIcon::setHeldByStranger);
-    connect(&m_status, &StatusModel::protectionChanged, this, [this] {
-        m_trayIcon.setPicture(TrayIcon::pictureFor(m_status.scannerState(), m_status.scanDaemonRunning(),
-                                                   m_status.managementState()));
+    connect(&m_channels, &ChannelSupervisor::heldByStrangerChanged, this, [this](Channel channel, bool held) {
+        m_trayIcon.setHeldByStranger(channel, held);
+        m_protectionNotice.reasonChanged();
     });
+    connect(&m_status, &StatusModel::protectionChanged, this, &WardletApp::updateProtection);
     connect(&m_trayHosts, &TrayHostWatcher::hostAppeared, &m_trayIcon, &TrayIcon::trayAppeared);
     connect(&m_trayHosts, &TrayHostWatcher::statusNotifierWatcherReturned, &m_trayIcon,
             &TrayIcon::announceAgain);
     connect(&m_trayIcon, &TrayIcon::openRequested, this, [this] { showStatusWindow(); });
+    connect(&m_alertNotice, &AlertNotice::detailsRequested, this,
+            [this](quint64 alertNumber, const QByteArray& token) {
+                alertViewer().bringForward(alertNumber, token);
+            });
+    connect(&m_protectionNotice, &ProtectionNotice::detailsRequested, this, &WardletApp::showStatusWindow);
     connect(&m_trayIcon, &TrayIcon::quitRequested, this, &QCoreApplication::quit);
 
     connect(&m_updateLauncher, &UpdateLauncher::finished, &m_channels,
@@ -105,8 +109,7 @@ StatusWindow& WardletApp::statusWindow()
 
 void WardletApp::start()
 {
-    m_trayIcon.setPicture(TrayIcon::pictureFor(m_status.scannerState(), m_status.scanDaemonRunning(),
-                                               m_status.managementState()));
+    updateProtection();
     m_trayHosts.start();
     m_channels.start();
 }
@@ -122,11 +125,28 @@ void WardletApp::showStatusWindow(const QByteArray& launchToken)
         WindowFocus::request(window, launchToken);
 }
 
+void WardletApp::updateProtection()
+{
+    m_trayIcon.setPicture(TrayIcon::pictureFor(m_status.scannerState(), m_status.scanDaemonRunning(),
+                                               m_status.managementState()));
+    if (m_trayIcon.picture() == TrayIcon::Picture::Unprotected)
+        m_protectionNotice.setUnprotected();
+    else
+        m_protectionNotice.setProtected();
+}
+
+AlertViewer& WardletApp::alertViewer()
+{
+    if (m_alertViewer)
+        return *m_alertViewer;
+    AlertViewer& viewer = m_alertViewer.emplace();
+    connect(&viewer, &AlertViewer::alertsDiscarded, &m_alertNotice, &AlertNotice::withdraw);
+    return viewer;
+}
+
 void WardletApp::showAlert(const Alert& alert)
 {
-    if (!m_alertViewer)
-        m_alertViewer.emplace();
-    m_alertViewer->addAlert(alert);
+    m_alertNotice.alertRaised(alert, alertViewer().addAlert(alert));
 }
 
 // Every wake-up refreshes the daemons' state a second later; one that a second copy sent also

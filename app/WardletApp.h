@@ -3,6 +3,9 @@
 #include "app/SignalBridge.h"
 #include "app/Translations.h"
 #include "messaging/ChannelSupervisor.h"
+#include "tray/AlertNotice.h"
+#include "tray/NotificationServer.h"
+#include "tray/ProtectionNotice.h"
 #include "tray/StatusModel.h"
 #include "tray/TrayHostWatcher.h"
 #include "tray/TrayIcon.h"
@@ -38,6 +41,9 @@ private:
     // The token is the one a launcher gave a second start, which asks for the window.
     void showStatusWindow(const QByteArray& launchToken = QByteArray());
     void showAlert(const Alert& alert);
+    AlertViewer& alertViewer();
+    // Shows the tray icon's picture and tells the notification about the loss of protection.
+    void updateProtection();
     void wakeUp();
     void saveSessionState(QSessionManager& manager);
 
@@ -48,6 +54,11 @@ private:
     UpdateLauncher m_updateLauncher;
     TrayIcon m_trayIcon;
     TrayHostWatcher m_trayHosts;
+    NotificationServer m_notifications;
+    AlertNotice m_alertNotice{m_notifications};
+    ProtectionNotice m_protectionNotice{m_notifications, [this] {
+                                            return m_trayIcon.stateSentence();
+                                        }};
     std::optional<StatusWindow> m_statusWindow;
     std::optional<AlertViewer> m_alertViewer;
     SignalBridge m_signals;

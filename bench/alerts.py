@@ -1,8 +1,9 @@
 """A burst of alerts against the real wardlet on a desktop with a tray: the CPU time the process
 spends per alert (all threads, from /proc, X costs included), the X server's share besides, and
-how long the program's event loop takes to answer the window manager's ping meanwhile. Each run
-starts a fresh wardlet and sends two bursts: during the first the alert viewer is built, as on
-the first alert of a session; the second finds it holding its 1000 newest.
+how long the program's event loop takes to answer the window manager's ping meanwhile, with
+dunst as the desktop's notification server. Each run starts a fresh wardlet and sends two
+bursts: during the first the alert viewer is built, as on the first alert of a session; the
+second finds it holding its 1000 newest.
 
     /usr/bin/python3 bench/alerts.py [--runs 5] [--alerts 10000] [--before OTHER_BUILD/wardlet]
 """
@@ -67,7 +68,7 @@ def bursts_once(desktop, program, data):
     suffix = f"-bench-alerts-{os.getpid()}-{time.monotonic_ns()}"
     daemons = [benchlib.Daemon(name, suffix) for name in ("trayIPC", "PdxIPC")]
     try:
-        with desktop.session() as env, desktop.scratch() as cwd, \
+        with desktop.session(notifications=True) as env, desktop.scratch() as cwd, \
                 benchlib.embedding_probe(env, "wardlet") as embedded:
             process = desktop.spawn([program], env=dict(env, WARDLET_SOCKET_SUFFIX=suffix), cwd=cwd)
             try:

@@ -23,6 +23,9 @@ WARDLET = os.path.abspath(os.environ.get("WARDLET_BIN", os.path.join(BUILD, "war
 MINIMAL = os.path.join(BUILD, "bench", "minimal_tray")
 XPROBE = os.path.join(BUILD, "bench", "bench_xprobe")
 PANEL = '"panel" "trayer"'
+SESSION_BUS = """<busconfig><type>session</type><listen>unix:dir={}</listen><auth>EXTERNAL</auth>
+<policy context="default"><allow user="*"/><allow own="*"/><allow send_destination="*"/>
+<allow receive_sender="*"/></policy></busconfig>"""
 
 
 def read_line(stream, timeout):
@@ -109,16 +112,32 @@ class Desktop(contextlib.ExitStack):
         return tempfile.TemporaryDirectory(dir=self.tmp)
 
     @contextlib.contextmanager
-    def session(self):
-        """A private session bus, so Qt neither uses nor launches another; yields the environment."""
-        bus = subprocess.Popen(["dbus-daemon", "--session", "--nofork", "--print-address=1"], env=self.env,
-                               stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+    def session(self, notifications=False):
+        """A private session bus that starts no services, so Qt neither uses nor launches another;
+        with dunst as its notification server if asked. Yields the environment."""
+        directory = tempfile.mkdtemp(dir=self.tmp)
+        config = os.path.join(directory, "bus.conf")
+        with open(config, "w") as file:
+            file.write(SESSION_BUS.format(directory))
+        bus = subprocess.Popen(["dbus-daemon", "--config-file", config, "--nofork", "--print-address=1"],
+                               env=self.env, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+        server = None
         try:
             address = read_line(bus.stdout, 10)
             if not address:
                 raise RuntimeError("no session bus")
-            yield dict(self.env, DBUS_SESSION_BUS_ADDRESS=address)
+            env = dict(self.env, DBUS_SESSION_BUS_ADDRESS=address)
+            if notifications:
+                server = subprocess.Popen(["dunst", "-config", "/dev/null"], env=env, stdout=subprocess.DEVNULL,
+                                          stderr=subprocess.DEVNULL)
+                if not wait_until(lambda: "org.freedesktop.Notifications" in self.run(
+                        "dbus-send", "--bus=" + address, "--print-reply", "--dest=org.freedesktop.DBus",
+                        "/org/freedesktop/DBus", "org.freedesktop.DBus.ListNames"), 10, 0.05):
+                    raise RuntimeError("dunst does not serve notifications")
+            yield env
         finally:
+            if server:
+                stop(server)
             stop(bus)
             bus.stdout.close()
 

@@ -13,7 +13,7 @@ tests=(
     libbenchmark-dev libx11-dev clang libclang-rt-14-dev
     at-spi2-core python3-pyatspi python3-gi fonts-urw-base35 procps util-linux
     haskell-status-notifier-item-utils haskell-gtk-sni-tray-utils xsettingsd
-    sway grim qtwayland5
+    sway grim qtwayland5 dunst
     desktop-file-utils appstream groff dpkg-dev
 )
 

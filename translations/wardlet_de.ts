@@ -4,7 +4,7 @@
 <context>
     <name>AlertView</name>
     <message>
-        <location filename="../ui/AlertViewer.cpp" line="+97"/>
+        <location filename="../ui/AlertViewer.cpp" line="+121"/>
         <source>Mireval - Alert %1 of %2</source>
         <comment>title</comment>
         <translation>Mireval - Warnung %1 von %2</translation>
@@ -36,7 +36,7 @@
 <context>
     <name>MainView</name>
     <message>
-        <location filename="../ui/StatusWindow.cpp" line="+172"/>
+        <location filename="../ui/StatusWindow.cpp" line="+174"/>
         <source>&amp;Novarel is running</source>
         <translation>&amp;Novarel läuft</translation>
     </message>
@@ -279,7 +279,7 @@
         <translation>Unbekannter Status</translation>
     </message>
     <message>
-        <location filename="../tray/TrayIcon.cpp" line="+58"/>
+        <location filename="../tray/TrayIcon.cpp" line="+55"/>
         <source>Open &amp;Trevanta</source>
         <translation>&amp;Trevanta öffnen</translation>
     </message>
@@ -289,7 +289,7 @@
         <translation>&amp;Beenden</translation>
     </message>
     <message>
-        <location line="+58"/>
+        <location line="+77"/>
         <source>Protected.</source>
         <translation>Geschützt.</translation>
     </message>
@@ -314,7 +314,7 @@
         <translation>Geschützt, aber der Verwaltungsserver ist nicht erreichbar.</translation>
     </message>
     <message>
-        <location line="+4"/>
+        <location line="+3"/>
         <source>Protected. The management client reports an unknown state.</source>
         <translation>Geschützt. Der Verwaltungsdienst meldet einen unbekannten Zustand.</translation>
     </message>
@@ -329,9 +329,33 @@
         <translation>Geschützt, aber der Verwaltungsdienst ist nicht erreichbar.</translation>
     </message>
     <message>
-        <location line="+3"/>
+        <location filename="../tray/NotificationServer.cpp" line="+137"/>
+        <source>Details</source>
+        <translation>Details</translation>
+    </message>
+    <message>
+        <location line="+6"/>
+        <location filename="../tray/TrayIcon.cpp" line="-30"/>
         <source>Trevanta</source>
         <translation>Trevanta</translation>
+    </message>
+    <message>
+        <location filename="../tray/AlertNotice.cpp" line="+51"/>
+        <source>Threat detected</source>
+        <translation>Bedrohung erkannt</translation>
+    </message>
+    <message numerus="yes">
+        <location line="+1"/>
+        <source>%n threats detected</source>
+        <translation>
+            <numerusform>%n Bedrohung erkannt</numerusform>
+            <numerusform>%n Bedrohungen erkannt</numerusform>
+        </translation>
+    </message>
+    <message>
+        <location filename="../tray/ProtectionNotice.cpp" line="+54"/>
+        <source>This computer is not protected</source>
+        <translation>Dieser Computer ist nicht geschützt</translation>
     </message>
 </context>
 <context>

@@ -6,6 +6,7 @@
 #include "images/tray_red.xpm"
 #include "images/tray_shield.xpm"
 #include "images/tray_yellow.xpm"
+#include "tray/UserSettings.h"
 
 #include <QCoreApplication>
 #include <QSettings>
@@ -18,7 +19,6 @@ constexpr int RecreateDelay = 100;
 // A daemon may flip the choice many times a second: the file is written once it has settled.
 constexpr int SaveDelay = 1000;
 
-// Kept in the user's settings store, group "Wardlet".
 const char* const ShowIconKey = "Wardlet/ShowIcon";
 
 } // namespace
@@ -44,7 +44,7 @@ TrayIcon::Picture TrayIcon::pictureFor(ScannerState scanner, bool scanDaemonRunn
 
 TrayIcon::TrayIcon(QObject* parent)
     : QObject(parent)
-    , m_settings(QSettings::UserScope, QStringLiteral("trevanta.example"), QStringLiteral("wardlet"))
+    , m_settings(userSettings())
 {
     const char* const* const images[]
         = {tray_shield_xpm, tray_green_xpm, tray_red_xpm, tray_yellow_xpm, tray_grey_xpm};
@@ -124,37 +124,40 @@ QIcon TrayIcon::icon(Picture picture) const
 // The picture in words, for those who cannot tell the badges' colours apart or use a screen reader.
 QString TrayIcon::toolTip(Picture picture) const
 {
-    const char* sentence = nullptr;
+    return QCoreApplication::translate("WardletApp", "Trevanta") + QLatin1Char('\n') + sentence(picture);
+}
+
+QString TrayIcon::sentence(Picture picture) const
+{
+    const char* text = nullptr;
     switch (picture) {
     case Picture::Shield:
-        sentence = QT_TRANSLATE_NOOP("WardletApp", "Protected.");
+        text = QT_TRANSLATE_NOOP("WardletApp", "Protected.");
         break;
     case Picture::Online:
-        sentence = QT_TRANSLATE_NOOP("WardletApp", "Protected and in touch with the management server.");
+        text = QT_TRANSLATE_NOOP("WardletApp", "Protected and in touch with the management server.");
         break;
     case Picture::Unprotected:
-        sentence = m_scanDaemonHeld
+        text = m_scanDaemonHeld
             ? QT_TRANSLATE_NOOP("WardletApp",
                                 "Not protected: another program holds the scan daemon's address.")
             : QT_TRANSLATE_NOOP("WardletApp",
                                 "Not protected: the real-time scanner or the scan daemon is not running.");
         break;
     case Picture::Offline:
-        sentence = QT_TRANSLATE_NOOP("WardletApp", "Protected, but the management server cannot be reached.");
+        text = QT_TRANSLATE_NOOP("WardletApp", "Protected, but the management server cannot be reached.");
         break;
     case Picture::Unknown:
-        sentence
-            = QT_TRANSLATE_NOOP("WardletApp", "Protected. The management client reports an unknown state.");
+        text = QT_TRANSLATE_NOOP("WardletApp", "Protected. The management client reports an unknown state.");
         break;
     case Picture::ManagementAway:
-        sentence = m_managementHeld
+        text = m_managementHeld
             ? QT_TRANSLATE_NOOP("WardletApp",
                                 "Protected, but another program holds the management client's address.")
             : QT_TRANSLATE_NOOP("WardletApp", "Protected, but the management client cannot be reached.");
         break;
     }
-    return QCoreApplication::translate("WardletApp", "Trevanta") + QLatin1Char('\n')
-        + QCoreApplication::translate("WardletApp", sentence);
+    return QCoreApplication::translate("WardletApp", text);
 }
 
 void TrayIcon::setHeldByStranger(Channel channel, bool held)

@@ -46,6 +46,8 @@ public:
     void announceAgain();
     // A process that is not the daemon holds its address: the tool tip says so.
     void setHeldByStranger(Channel channel, bool held);
+    // The picture in words, as the tool tip says it below the product's name.
+    QString stateSentence() const { return sentence(m_picture); }
     // Null while no icon is shown.
     QSystemTrayIcon* icon() const { return m_icon; }
 
@@ -57,6 +59,7 @@ private:
     void create();
     void saveShown();
     QIcon icon(Picture picture) const;
+    QString sentence(Picture picture) const;
     QString toolTip(Picture picture) const;
 
     QMenu m_menu;

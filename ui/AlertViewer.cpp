@@ -46,11 +46,12 @@ AlertViewer::AlertViewer(QWidget* parent)
     resize(QSize(480, 360).expandedTo(minimumSizeHint()));
 }
 
-void AlertViewer::addAlert(const Alert& alert)
+quint64 AlertViewer::addAlert(const Alert& alert)
 {
     m_texts.append(alert.text());
     if (m_texts.size() > MaxAlerts) {
         m_texts.removeFirst();
+        ++m_firstNumber;
         m_droppedLog.record();
         if (m_current > 0)
             --m_current;
@@ -62,15 +63,37 @@ void AlertViewer::addAlert(const Alert& alert)
         m_textStale = true;
     if (!m_presenter.isActive())
         m_presenter.start(0);
+    return m_firstNumber + quint64(m_texts.size()) - 1;
 }
 
-void AlertViewer::present()
+void AlertViewer::bringForward(quint64 alertNumber, const QByteArray& activationToken)
+{
+    // Nothing is held once the user closed the viewer: there is nothing to bring.
+    if (m_texts.isEmpty())
+        return;
+    m_presenter.stop();
+    if (alertNumber >= m_firstNumber && alertNumber - m_firstNumber < quint64(m_texts.size())) {
+        m_current = int(alertNumber - m_firstNumber);
+        m_textStale = true;
+    }
+    catchUp();
+    setVisible(true);
+    raise();
+    WindowFocus::request(*this, activationToken);
+}
+
+void AlertViewer::catchUp()
 {
     // Laid out once per burst, not once per alert that pushed the shown one out.
     if (m_textStale && !m_texts.isEmpty())
         m_text->setPlainText(m_texts.at(m_current));
     m_textStale = false;
     updateView();
+}
+
+void AlertViewer::present()
+{
+    catchUp();
     // An open viewer is only raised: the user may be typing elsewhere.
     if (isVisible()) {
         raise();
@@ -111,11 +134,13 @@ void AlertViewer::closeEvent(QCloseEvent* event)
 {
     // Closing means the user has seen the alerts.
     m_presenter.stop();
+    m_firstNumber += quint64(m_texts.size());
     m_texts.clear();
     m_current = 0;
     m_text->clear();
     updateView();
     QDialog::closeEvent(event);
+    emit alertsDiscarded();
 }
 
 void AlertViewer::changeEvent(QEvent* event)

@@ -42,6 +42,10 @@ FRAME = re.compile(r"^(kvs|pdx) <- seq=\d+ (\S+)(.*)$")
 TREE_LINE = re.compile(r'^(\s+)0x[0-9a-f]+ (?:".*"|\(has no name\)): \((.*)\)\s+'
                        r'(\d+)x(\d+)\+-?\d+\+-?\d+\s+\+(-?\d+)\+(-?\d+)')
 PANEL = '"panel" "trayer"'
+# Open to every user (a compositor may run as another), and with no service directories.
+SESSION_BUS = """<busconfig><type>session</type><listen>unix:dir={}</listen><auth>EXTERNAL</auth>
+<policy context="default"><allow user="*"/><allow own="*"/><allow send_destination="*"/>
+<allow receive_sender="*"/></policy></busconfig>"""
 
 # Orphans of what we start (the accessibility bus's own daemons) come back to us, so the end of
 # a test can find and end them too.
@@ -204,14 +208,21 @@ class DesktopTest(unittest.TestCase):
             self.env["DISPLAY"] = ":" + (read_line(numbers, 10) or self.fail("Xvfb reported no display"))
         if self.TRAY_AT_START:
             self.start_trayer()
-        bus = self.spawn(["dbus-daemon", "--session", "--nofork", "--print-address=1"], "dbus",
-                         stdout=subprocess.PIPE, text=True)
-        self.env["DBUS_SESSION_BUS_ADDRESS"] = read_line(bus.stdout, 10) or self.fail("no session bus")
-        bus.stdout.close()
+        self.start_session_bus()
         self.spawn(["/usr/libexec/at-spi-bus-launcher", "--launch-immediately"], "at-spi")
         self.assertTrue(wait_until(lambda: "boolean true" in self.run_tool(
             "dbus-send", "--session", "--print-reply", "--dest=org.freedesktop.DBus", "/org/freedesktop/DBus",
             "org.freedesktop.DBus.NameHasOwner", "string:org.a11y.Bus"), 10), "no accessibility bus")
+
+    def start_session_bus(self):
+        """A session bus of this test's own that starts no services: a notification server, say,
+        runs only where a test starts one."""
+        with open(os.path.join(self.tmp, "bus.conf"), "w") as conf:
+            conf.write(SESSION_BUS.format(self.tmp))
+        bus = self.spawn(["dbus-daemon", "--config-file", conf.name, "--nofork", "--print-address=1"], "dbus",
+                         stdout=subprocess.PIPE, text=True)
+        self.env["DBUS_SESSION_BUS_ADDRESS"] = read_line(bus.stdout, 10) or self.fail("no session bus")
+        bus.stdout.close()
 
     def start_simulator(self):
         self.sim = Simulator(self.spawn([SIMULATOR, "--suffix", self.suffix], None, stdin=subprocess.PIPE,

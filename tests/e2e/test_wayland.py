@@ -10,12 +10,9 @@ import unittest
 from gi.repository import Gio, GLib
 
 import test_status_notifier as sni
-from desktop import DesktopTest, exit_status, read_file, read_line, wait_until
+from desktop import DesktopTest, exit_status, read_file, wait_until
 
 NOBODY = ["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"]  # sway refuses root
-BUS = """<busconfig><type>session</type><listen>unix:dir={}</listen><auth>EXTERNAL</auth>
-<policy context="default"><allow user="*"/><allow own="*"/><allow send_destination="*"/>
-<allow receive_sender="*"/></policy></busconfig>"""
 # A 26 px bar with 2 px around tray icons draws them at 22 px: the item's own picture, unscaled.
 SWAY = """xwayland disable
 output HEADLESS-1 resolution 1280x800
@@ -40,12 +37,7 @@ class Wayland(DesktopTest):
         sway_runtime = os.path.join(self.tmp, "sway")
         os.mkdir(sway_runtime, 0o700)
         os.chown(sway_runtime, 65534, 65534)
-        with open(os.path.join(self.tmp, "bus.conf"), "w") as conf:
-            conf.write(BUS.format(self.tmp))
-        bus = self.spawn(["dbus-daemon", "--config-file", conf.name, "--nofork", "--print-address=1"], "dbus",
-                         stdout=subprocess.PIPE, text=True)
-        self.env["DBUS_SESSION_BUS_ADDRESS"] = read_line(bus.stdout, 10) or self.fail("no session bus")
-        bus.stdout.close()
+        self.start_session_bus()
         with open(os.path.join(self.tmp, "sway.conf"), "w") as conf:
             conf.write(SWAY)
         self.ipc = os.path.join(sway_runtime, "ipc.sock")

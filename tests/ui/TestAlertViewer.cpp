@@ -1,6 +1,7 @@
 #include "ui/AlertViewer.h"
 
 #include <QPushButton>
+#include <QSignalSpy>
 #include <QTextEdit>
 #include <QTranslator>
 #include <QtTest>
@@ -87,16 +88,43 @@ private slots:
         QTRY_COMPARE(state(), QStringLiteral("Mireval - Alert 1 of 1000|a2\n|0|1"));
     }
 
+    // A notification names its alert by number; the viewer comes forward there while it holds it.
+    void bringsForwardTheNumberedAlert()
+    {
+        const quint64 first = m_viewer->addAlert(alert("a0"));
+        quint64 last = first;
+        for (int i = 1; i <= AlertViewer::MaxAlerts; ++i)
+            last = m_viewer->addAlert(alert(QStringLiteral("a%1").arg(i)));
+        QCOMPARE(last, first + AlertViewer::MaxAlerts);
+        m_viewer->hide();
+        m_viewer->bringForward(last - 1, QByteArray());
+        QVERIFY(m_viewer->isVisible());
+        QCOMPARE(state(), QStringLiteral("Mireval - Alert 999 of 1000|a999\n|1|1"));
+        // Dropped from the viewer: it stays where it is.
+        m_viewer->bringForward(first, QByteArray());
+        QCOMPARE(state(), QStringLiteral("Mireval - Alert 999 of 1000|a999\n|1|1"));
+
+        m_viewer->close();
+        m_viewer->bringForward(last, QByteArray());
+        QVERIFY(!m_viewer->isVisible());
+        QVERIFY(m_viewer->addAlert(alert("b")) > last);
+        m_viewer->bringForward(last, QByteArray());
+        QCOMPARE(state(), QStringLiteral("Mireval - Alert 1 of 1|b\n|0|0"));
+    }
+
     void closingDiscardsEscapeKeeps()
     {
+        QSignalSpy discarded(m_viewer, &AlertViewer::alertsDiscarded);
         m_viewer->addAlert(alert("one"));
         m_viewer->addAlert(alert("two"));
         QTRY_VERIFY(m_viewer->isVisible());
         QTest::keyClick(m_viewer, Qt::Key_Escape);
         QVERIFY(!m_viewer->isVisible());
         QCOMPARE(m_viewer->count(), 2);
+        QCOMPARE(discarded.size(), 0);
         m_viewer->show();
         m_viewer->close();
+        QCOMPARE(discarded.size(), 1);
         // Nothing of them is left behind, not even in the hidden window.
         QCOMPARE(state(), QStringLiteral("Mireval - Alert 0 of 0||0|0"));
     }

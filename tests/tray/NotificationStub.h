@@ -9,6 +9,8 @@
 #include <QVariantMap>
 #include <QVector>
 
+#include <optional>
+
 // A session bus of the test's own, which starts no services; it becomes the session bus of
 // everything the test makes after it.
 class PrivateBus final

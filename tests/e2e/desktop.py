@@ -354,6 +354,26 @@ class DesktopTest(unittest.TestCase):
     def wait_window(self, title, timeout=5):
         return (wait_until(lambda: self.windows(title), timeout) or self.fail(f'no window "{title}"'))[0]
 
+    def close_window(self, window):
+        """Asks a window to close, as a window manager's close button does (WM_DELETE_WINDOW)."""
+        x11 = ctypes.CDLL("libX11.so.6")
+        x11.XOpenDisplay.restype, x11.XOpenDisplay.argtypes = ctypes.c_void_p, [ctypes.c_char_p]
+        x11.XInternAtom.restype = ctypes.c_ulong
+        x11.XInternAtom.argtypes = [ctypes.c_void_p, ctypes.c_char_p, ctypes.c_int]
+        x11.XSendEvent.argtypes = [ctypes.c_void_p, ctypes.c_ulong, ctypes.c_int, ctypes.c_long, ctypes.c_void_p]
+        x11.XCloseDisplay.argtypes = [ctypes.c_void_p]
+
+        class ClientMessage(ctypes.Structure):  # padded to the size of an XEvent
+            _fields_ = [("type", ctypes.c_int), ("serial", ctypes.c_ulong), ("send_event", ctypes.c_int),
+                        ("display", ctypes.c_void_p), ("window", ctypes.c_ulong), ("message_type", ctypes.c_ulong),
+                        ("format", ctypes.c_int), ("data", ctypes.c_long * 5), ("pad", ctypes.c_long * 16)]
+        display = x11.XOpenDisplay(self.env["DISPLAY"].encode()) or self.fail("cannot open the display")
+        event = ClientMessage(type=33, window=int(window),
+                              message_type=x11.XInternAtom(display, b"WM_PROTOCOLS", 0), format=32)
+        event.data[0] = x11.XInternAtom(display, b"WM_DELETE_WINDOW", 0)
+        x11.XSendEvent(display, int(window), 0, 0, ctypes.byref(event))
+        x11.XCloseDisplay(display)
+
     def wait_gone(self, title, timeout=3):
         self.assertTrue(wait_until(lambda: not self.windows(title), timeout), f'the window "{title}" stays')
 

@@ -72,9 +72,15 @@ class Notifications(DesktopTest):
         self.assertTrue(wait_until(lambda: "boolean true" in self.run_tool(
             "dbus-send", "--session", "--print-reply", "--dest=org.freedesktop.DBus", "/org/freedesktop/DBus",
             "org.freedesktop.DBus.NameHasOwner", f"string:{SERVICE}"), 10), "no notification server")
+        self.addCleanup(self.write_calls)
         self.sim.send("vg 1", "running 1", "selfmanaged")
         self.start_wardlet()
         self.wait_requests()
+
+    def write_calls(self):
+        with open(os.path.join(self.artefacts, "calls.txt"), "w") as file:
+            for when, member, arguments, answer in self.recording.calls():
+                file.write(f"{when:.3f} {member}{arguments} -> {answer}\n")
 
     def displayed(self):
         return int(self.run_tool("dunstctl", "count", "displayed") or -1)
@@ -108,16 +114,28 @@ class Notifications(DesktopTest):
         self.assertEqual(self.displayed(), 1)
         self.screenshot("burst")
 
-        # A click on it brings the viewer to that alert.
+        # Closing the viewer closes the notification.
+        self.close_window(self.wait_window("Mireval - Alert 1 of 51"))
+        self.wait_gone("Mireval - Alert 1 of 51")
+        self.assertTrue(wait_until(lambda: self.recording.calls("CloseNotification"), 5), "not closed")
+        self.assertEqual([call[2] for call in self.recording.calls("CloseNotification")], [(first,)])
+        self.assertTrue(wait_until(lambda: self.displayed() == 0, 3), "dunst still shows it")
+
+        # Alerts after that open a new notification; a click on it brings the viewer to its alert.
+        self.sim.send(ALERT.format("Later-1", "/tmp/g1"), ALERT.format("Later-2", "/tmp/g2"))
+        self.wait_window("Mireval - Alert 1 of 2")
+        (_, _, arguments, answer), = self.wait_notified("2 threats detected")
+        self.assertEqual(self.recording.notified("Threat detected")[-1][2][1], 0)
+        self.assertEqual(arguments[4], "Threat Later-2 found in /tmp/g2")
         window = self.run_tool("xdotool", "search", "--onlyvisible", "--class", "Dunst").split()
         self.assertEqual(len(window), 1, "not one dunst window")
         geometry = dict(line.split("=") for line in self.run_tool(
             "xdotool", "getwindowgeometry", "--shell", window[0]).split())
         x, y = (int(geometry[c]) + int(geometry[size]) // 2 for c, size in (("X", "WIDTH"), ("Y", "HEIGHT")))
         self.run_tool("xdotool", "mousemove", str(x), str(y), "click", "1")
-        self.wait_window("Mireval - Alert 51 of 51")
-        self.assertEqual(next(w["text"] for w in self.widgets("Mireval - Alert 51 of 51") if w["role"] == "text"),
-                         "Threat T50 found in /tmp/f50")
+        self.wait_window("Mireval - Alert 2 of 2")
+        self.assertEqual(next(w["text"] for w in self.widgets("Mireval - Alert 2 of 2") if w["role"] == "text"),
+                         "Threat Later-2 found in /tmp/g2")
 
     def test_lasting_loss_of_protection(self):
         # A daemon restarting tells the user nothing.

@@ -1,7 +1,5 @@
 #include "ProtectionNotice.h"
 
-#include "tray/NotificationServer.h"
-
 #include <QCoreApplication>
 
 ProtectionNotice::ProtectionNotice(NotificationServer& server, std::function<QString()> reason, int lossDelay,
@@ -9,18 +7,16 @@ ProtectionNotice::ProtectionNotice(NotificationServer& server, std::function<QSt
     : QObject(parent)
     , m_server(server)
     , m_reason(std::move(reason))
+    , m_notification(server,
+                     [this]() -> Notification {
+                         return {QCoreApplication::translate("WardletApp", "This computer is not protected"),
+                                 m_reason(), QStringLiteral("x-wardlet.unprotected")};
+                     })
     , m_lossDelay(lossDelay)
 {
     m_check.setSingleShot(true);
     connect(&m_check, &QTimer::timeout, this, &ProtectionNotice::lossLasted);
-    connect(&server, &NotificationServer::actionInvoked, this, [this](uint id, const QByteArray& token) {
-        if (id != 0 && id == m_id)
-            emit detailsRequested(token);
-    });
-    connect(&server, &NotificationServer::closed, this, [this](uint id) {
-        if (id != 0 && id == m_id && !m_sending)
-            m_id = 0;
-    });
+    connect(&m_notification, &LiveNotification::chosen, this, &ProtectionNotice::detailsRequested);
 }
 
 void ProtectionNotice::setUnprotected()
@@ -39,20 +35,14 @@ void ProtectionNotice::setProtected()
     if (!m_unprotected)
         return;
     m_unprotected = false;
-    m_notified = false;
-    m_outdated = false;
-    m_server.close(m_id);
-    m_id = 0;
+    if (std::exchange(m_notified, false))
+        m_notification.withdraw();
 }
 
 void ProtectionNotice::reasonChanged()
 {
-    if (!m_notified || (m_id == 0 && !m_sending))
-        return;
-    if (m_sending)
-        m_outdated = true;
-    else
-        send();
+    if (m_notified && m_notification.isShown())
+        m_notification.show();
 }
 
 void ProtectionNotice::lossLasted()
@@ -60,34 +50,10 @@ void ProtectionNotice::lossLasted()
     if (!m_unprotected || m_notified)
         return;
     const qint64 left = m_lossDelay - m_lostAt.elapsed();
-    if (left > 0)
+    if (left > 0) {
         m_check.start(int(left));
-    else
-        send();
-}
-
-void ProtectionNotice::send()
-{
-    Notification notification;
-    notification.summary = QCoreApplication::translate("WardletApp", "This computer is not protected");
-    notification.body = m_reason();
-    notification.category = QStringLiteral("x-wardlet.unprotected");
-    notification.replacesId = m_id;
-    m_notified = true;
-    m_sending = true;
-    m_outdated = false;
-    m_server.notify(notification, this, [this](uint id) { sent(id); });
-}
-
-void ProtectionNotice::sent(uint id)
-{
-    m_sending = false;
-    // Protection returned while the server was answering.
-    if (!m_notified) {
-        m_server.close(id);
         return;
     }
-    m_id = id;
-    if (m_outdated && id != 0)
-        send();
+    m_notified = true;
+    m_notification.show();
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tray/LiveNotification.h"
+
 #include <QElapsedTimer>
 #include <QObject>
 #include <QString>
@@ -35,11 +37,10 @@ signals:
 
 private:
     void lossLasted();
-    void send();
-    void sent(uint id);
 
     NotificationServer& m_server;
     std::function<QString()> m_reason;
+    LiveNotification m_notification;
     int m_lossDelay;
     QTimer m_check;
     QElapsedTimer m_lostAt;
@@ -47,7 +48,4 @@ private:
     // The notification was sent for this loss: it is not sent again until protection returns,
     // even when the user dismissed it.
     bool m_notified = false;
-    uint m_id = 0;
-    bool m_sending = false;
-    bool m_outdated = false;
 };

@@ -9,7 +9,6 @@
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 #include <QDBusServiceWatcher>
-#include <QPointer>
 #include <QVariantMap>
 
 #include <syslog.h>
@@ -161,17 +160,17 @@ void NotificationServer::send(const Waiting& waiting)
             });
 }
 
-void NotificationServer::reportMissing(const QString& error)
+void NotificationServer::reportMissing(const QString& errorName)
 {
     if (m_loggedMissing)
         return;
     m_loggedMissing = true;
-    QByteArray name = error.left(MaxLoggedError).toLatin1();
+    QByteArray name = errorName.left(MaxLoggedError).toLatin1();
     for (char& c : name) {
         if (c < 0x20 || c > 0x7e)
             c = '?';
     }
-    syslog(LOG_NOTICE, "no notification server on the session bus (%s); alerts show in their window only",
+    syslog(LOG_NOTICE, "no notification server on the session bus (%s); none is shown until one answers",
            name.constData());
 }
 

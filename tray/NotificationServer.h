@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QObject>
+#include <QPointer>
 #include <QString>
 #include <QVector>
 
@@ -55,7 +56,7 @@ private:
     struct Waiting
     {
         Notification notification;
-        QObject* receiver;
+        QPointer<QObject> receiver;
         std::function<void(uint id)> shown;
     };
 

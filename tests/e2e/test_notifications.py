@@ -55,6 +55,12 @@ class Recording:
                 for when, m in messages if m.get_message_type() == Gio.DBusMessageType.METHOD_CALL
                 and m.get_interface() == SERVICE and member in (None, m.get_member())]
 
+    def urgencies(self):
+        """The urgency hint of every Notify call, printed with its D-Bus type."""
+        return [m.get_body().get_child_value(6).lookup_value("urgency", None).print_(True)
+                for _, m in self.messages()
+                if m.get_message_type() == Gio.DBusMessageType.METHOD_CALL and m.get_member() == "Notify"]
+
     def notified(self, summary):
         return [call for call in self.calls("Notify") if call[2][3] == summary]
 
@@ -100,6 +106,7 @@ class Notifications(DesktopTest):
         self.assertEqual(arguments, ("Trevanta", 0, "wardlet", "Threat detected", text, ACTIONS,
                                      {"urgency": 2, "desktop-entry": "wardlet", "category": "x-wardlet.threat"},
                                      -1))
+        self.assertEqual(self.recording.urgencies(), ["byte 0x02"])
         first = answer[0]
         self.assertTrue(wait_until(lambda: self.displayed() == 1, 3), "dunst shows no notification")
         self.screenshot("alert")

@@ -20,8 +20,6 @@ const char* const Path = "/org/freedesktop/Notifications";
 const char* const NotificationsKey = "Wardlet/Notifications";
 // What the specification calls critical: the server keeps it until the user dismisses it.
 constexpr uchar CriticalUrgency = 2;
-// Error names come from whoever answers on the bus: a log line takes this much of them.
-constexpr int MaxLoggedError = 200;
 
 QDBusMessage call(const char* method)
 {
@@ -160,18 +158,14 @@ void NotificationServer::send(const Waiting& waiting)
             });
 }
 
+// D-Bus itself checks an error name: a dotted name of at most 255 characters, safe to log.
 void NotificationServer::reportMissing(const QString& errorName)
 {
     if (m_loggedMissing)
         return;
     m_loggedMissing = true;
-    QByteArray name = errorName.left(MaxLoggedError).toLatin1();
-    for (char& c : name) {
-        if (c < 0x20 || c > 0x7e)
-            c = '?';
-    }
     syslog(LOG_NOTICE, "no notification server on the session bus (%s); none is shown until one answers",
-           name.constData());
+           errorName.toLatin1().constData());
 }
 
 void NotificationServer::serverInvokedAction(uint id, const QString& action)

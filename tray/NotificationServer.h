@@ -65,7 +65,7 @@ private:
     void send(const Waiting& waiting);
     void reportMissing(const QString& errorName);
 
-    bool m_enabled = true;
+    const bool m_enabled;
     enum class Capabilities
     {
         Unknown,

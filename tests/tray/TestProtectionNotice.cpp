@@ -42,21 +42,6 @@ private slots:
         m_stub.reset();
     }
 
-    void aShortLossTellsNothing()
-    {
-        NotificationServer server;
-        ProtectionNotice notice(server, reason(), LossDelay);
-        QElapsedTimer clock;
-        clock.start();
-        notice.setUnprotected();
-        QTest::qWait(LossDelay / 2);
-        notice.setProtected();
-        notice.setUnprotected();
-        QTRY_COMPARE_WITH_TIMEOUT(m_stub->calls.size(), 1, 2 * LossDelay);
-        // The second loss counts from its own start.
-        QVERIFY(clock.elapsed() >= LossDelay * 3 / 2);
-    }
-
     void aLastingLossIsToldUntilProtectionReturns()
     {
         NotificationServer server;

@@ -92,7 +92,9 @@ class Notifications(DesktopTest):
         return int(self.run_tool("dunstctl", "count", "displayed") or -1)
 
     def wait_notified(self, summary, timeout=5):
-        return wait_until(lambda: self.recording.notified(summary), timeout) or self.fail(
+        """The calls that showed summary, once the server has answered each."""
+        return wait_until(lambda: (calls := self.recording.notified(summary)) and all(c[3] for c in calls)
+                          and calls, timeout) or self.fail(
             f'no "{summary}": {self.recording.calls()}')
 
     def test_alert_burst_and_default_action(self):

@@ -72,8 +72,10 @@ private slots:
             std::make_tuple(update.replacesId, update.summary, update.body),
             std::make_tuple(1u, QStringLiteral("51 threats detected"), QStringLiteral("Threat T50 found")));
 
-        // The user chooses it: the viewer comes to the newest alert, with the server's token.
+        // The user chooses it: the viewer comes to the newest alert, with the server's token. Another
+        // notification closing meanwhile leaves it alone.
         QSignalSpy details(&notice, &AlertNotice::detailsRequested);
+        m_stub->dismiss(99);
         m_stub->sendToken(1, QStringLiteral("tok"));
         m_stub->invoke(1, QStringLiteral("default"));
         QVERIFY(details.wait());

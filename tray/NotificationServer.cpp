@@ -18,7 +18,7 @@ namespace {
 const char* const Service = "org.freedesktop.Notifications";
 const char* const Path = "/org/freedesktop/Notifications";
 const char* const NotificationsKey = "Wardlet/Notifications";
-// What the specification calls critical: the server keeps it until the user dismisses it.
+// Critical urgency: servers keep such a notification until the user dismisses it.
 constexpr uchar CriticalUrgency = 2;
 
 QDBusMessage call(const char* method)
@@ -27,7 +27,7 @@ QDBusMessage call(const char* method)
                                           QLatin1String(method));
 }
 
-// The three characters the markup subset of the specification gives a meaning.
+// The three characters that have a meaning in the markup servers read in a body.
 QString escaped(const QString& text)
 {
     QString result;

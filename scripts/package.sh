@@ -19,5 +19,5 @@ mkdir -p "$out/wardlet-$version"
 # The files git tracks or would track, as the working tree has them; no build tree.
 git ls-files -z --cached --others --exclude-standard | tar -c --null -T - | tar -x -C "$out/wardlet-$version"
 (cd "$out/wardlet-$version" && dpkg-buildpackage -us -uc >&2)
-lintian --display-info --fail-on error,warning "$out/wardlet_${version}_$(dpkg --print-architecture).changes" >&2
+lintian --display-info --show-overrides --fail-on error,warning "$out/wardlet_${version}_$(dpkg --print-architecture).changes" >&2
 ls "$out"/*.deb

@@ -1,6 +1,7 @@
 #include "WardletApp.h"
 
 #include "app/SingleInstance.h"
+#include "ui/UpdateWarning.h"
 #include "ui/WindowFocus.h"
 
 #include <QSessionManager>
@@ -22,6 +23,8 @@ WardletApp::WardletApp(int& argc, char** argv)
             &StatusModel::setEngineVersion);
     connect(&scanDaemon, &ScanDaemonService::definitionsVersionReported, &m_status,
             &StatusModel::setDefinitionsVersion);
+    connect(&scanDaemon, &ScanDaemonService::definitionsReleaseReported, &m_status,
+            &StatusModel::setDefinitionsRelease);
     connect(&scanDaemon, &ScanDaemonService::scanStatusReported, &m_status, &StatusModel::setScanStatus);
     connect(&scanDaemon, &ScanDaemonService::alertReported, this, &WardletApp::showAlert);
 
@@ -58,6 +61,8 @@ WardletApp::WardletApp(int& argc, char** argv)
     connect(&m_protectionNotice, &ProtectionNotice::detailsRequested, this, &WardletApp::showStatusWindow);
     connect(&m_trayIcon, &TrayIcon::quitRequested, this, &QCoreApplication::quit);
 
+    connect(&m_updateLauncher, &UpdateLauncher::startFailed, this, &UpdateWarning::startFailed);
+    connect(&m_updateLauncher, &UpdateLauncher::runFailed, this, &UpdateWarning::runFailed);
     connect(&m_updateLauncher, &UpdateLauncher::finished, &m_channels,
             &ChannelSupervisor::reportUpdateResult);
 

@@ -3,9 +3,6 @@
 #include "BodyReader.h"
 
 #include <algorithm>
-#include <cstring>
-#include <ctime>
-#include <langinfo.h>
 
 namespace {
 
@@ -68,20 +65,6 @@ private:
     QString m_text = QStringLiteral("");
 };
 
-// The daemon writes times in the user's locale and zone: the locale the program took from the
-// environment at start, and the zone as it is now.
-void appendTime(time_t time, BoundedText& out)
-{
-    if (time == 0)
-        return;
-    tm local = {};
-    if (!localtime_r(&time, &local))
-        return;
-    char text[128] = {};
-    strftime(text, sizeof text, nl_langinfo(D_T_FMT), &local);
-    out.appendField(QString::fromUtf8(text, int(strnlen(text, sizeof text))));
-}
-
 const QString* field(const Alert& alert, char16_t letter)
 {
     switch (letter) {
@@ -120,13 +103,11 @@ const QString* field(const Alert& alert, char16_t letter)
 }
 
 // Appends what ~letter stands for; false when the letter is no escape and the tilde is plain text.
-bool appendEscape(const Alert& alert, QChar letter, BoundedText& out)
+bool appendEscape(const Alert& alert, const QString& timeText, QChar letter, BoundedText& out)
 {
-    if (letter == QLatin1Char('T') || letter == QLatin1Char('t')) {
-        appendTime(alert.time, out);
-        return true;
-    }
-    const QString* value = field(alert, letter.unicode());
+    const QString* value = letter == QLatin1Char('T') || letter == QLatin1Char('t')
+        ? &timeText
+        : field(alert, letter.unicode());
     if (value)
         out.appendField(*value);
     return value != nullptr;
@@ -140,7 +121,7 @@ bool isLetter(QChar c, char upper)
 
 } // namespace
 
-QString Alert::text() const
+QString Alert::text(const QString& timeText) const
 {
     BoundedText out;
     const qsizetype n = format.size();
@@ -151,7 +132,7 @@ QString Alert::text() const
         const QChar c = format.at(i);
         const QChar d = format.at(i + 1);
         bool endsLine = false;
-        if (c == QLatin1Char('~') && appendEscape(*this, d, out)) {
+        if (c == QLatin1Char('~') && appendEscape(*this, timeText, d, out)) {
             i += 2;
         } else if (c == QLatin1Char('\\') && isLetter(d, 'T')) {
             out.append(QLatin1Char('\t'));

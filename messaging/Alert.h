@@ -19,9 +19,9 @@ public:
     // that repeats a long field must not take the desktop's memory.
     static constexpr int MaxTextLength = 16 * 1024;
 
-    // The template expanded: ~X inserts a field (either case, ~T the time), \t a tab,
-    // \r and \n a line end.
-    QString text() const;
+    // The template expanded: ~X inserts a field (either case), ~T the given text of the alert's
+    // time as the reader's clock shows it, \t a tab, \r and \n a line end.
+    QString text(const QString& timeText) const;
 
     time_t time = 0;
     QString fieldL;

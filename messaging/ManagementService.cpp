@@ -4,7 +4,6 @@
 #include "Message.h"
 #include "MessageIds.h"
 
-#include <ctime>
 #include <optional>
 
 namespace {
@@ -30,7 +29,7 @@ struct ServerRecord
 {
     bool managed = false;
     bool online = false;
-    time_t time = 0;
+    qint32 time = 0;
     QByteArray server;
 };
 
@@ -42,25 +41,12 @@ std::optional<ServerRecord> readServerRecord(const unsigned char* data, int leng
     ServerRecord record;
     record.managed = in.u32() != 0;
     record.online = in.u32() != 0;
-    record.time = time_t(in.i32());
+    record.time = in.i32();
     const qint32 count = in.i32();
     if (count < 0 || !in.has(count))
         return std::nullopt;
     record.server = QByteArray(in.position(), count);
     return record;
-}
-
-// In the user's own zone and locale, the way the C library writes dates.
-std::optional<QString> renderTime(time_t time)
-{
-    struct tm parts;
-    if (!localtime_r(&time, &parts))
-        return std::nullopt;
-    char buffer[1024];
-    const size_t size = std::strftime(buffer, sizeof buffer, "%c", &parts);
-    if (size == 0)
-        return std::nullopt;
-    return QString::fromLocal8Bit(buffer, int(size));
 }
 
 } // namespace
@@ -107,21 +93,16 @@ void ManagementService::handleServerStatus(const unsigned char* data, int length
     if (!record)
         return;
     if (!record->managed) {
-        emit serverReported(QStringLiteral("Self-managed"));
         emit stateReported(ManagementState::SelfManaged);
         return;
     }
     if (!record->online) {
-        emit serverReported(QStringLiteral("Offline"));
         emit stateReported(ManagementState::Offline);
         return;
     }
     emit serverReported(QString::fromLatin1(record->server.constData(), int(record->server.size())));
-    // Online is only claimed together with a time the user can read.
-    if (const std::optional<QString> text = renderTime(record->time)) {
-        emit connectedTimeReported(*text);
-        emit stateReported(ManagementState::Online);
-    }
+    emit connectedTimeReported(record->time);
+    emit stateReported(ManagementState::Online);
 }
 
 void ManagementService::handleConnectedTime(const unsigned char* data, int length)
@@ -129,10 +110,6 @@ void ManagementService::handleConnectedTime(const unsigned char* data, int lengt
     const std::optional<ServerRecord> record = readServerRecord(data, length);
     if (!record)
         return;
-    if (!record->managed || record->server.isEmpty() || record->time == 0) {
-        emit connectedTimeReported(QString());
-        return;
-    }
-    if (const std::optional<QString> text = renderTime(record->time))
-        emit connectedTimeReported(*text);
+    const bool known = record->managed && !record->server.isEmpty();
+    emit connectedTimeReported(known ? record->time : 0);
 }

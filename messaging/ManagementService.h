@@ -22,9 +22,11 @@ public:
     void handleMessage(const Message& message) override;
 
 signals:
+    // The server's address, when the client is online; then its connected time and the state.
     void serverReported(const QString& server);
     void stateReported(ManagementState state);
-    void connectedTimeReported(const QString& time);
+    // When the client last reached the server, in seconds since 1970 (UTC); 0 for none.
+    void connectedTimeReported(qint64 time);
     void groupReported(const QString& group);
     void locationReported(const QString& location);
     void policyNumberReported(const QString& policyNumber);

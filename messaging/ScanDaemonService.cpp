@@ -4,30 +4,7 @@
 #include "Message.h"
 #include "MessageIds.h"
 
-#include <QCoreApplication>
-#include <QDate>
-#include <QLocale>
-
 #include <climits>
-
-namespace {
-
-QString definitionsText(quint32 day, quint32 month, quint32 year, qint32 revision)
-{
-    if (year == 0)
-        return QCoreApplication::translate("DefsFormat", "Waiting for update");
-    // Values that do not fit an int are no date; they must not wrap into negative years.
-    QDate date;
-    if (year <= INT_MAX && month <= INT_MAX && day <= INT_MAX)
-        date = QDate(int(year), int(month), int(day));
-    // An invalid date reads as no date at all, whatever the Qt release would render for it.
-    const QString dateText
-        = date.isValid() ? QLocale::system().toString(date, QLocale::ShortFormat) : QString();
-    // Both arguments at once, so a '%' in the locale's date cannot be taken for a marker.
-    return QCoreApplication::translate("DefsFormat", "%1 rev. %2").arg(dateText, QString::number(revision));
-}
-
-} // namespace
 
 ScanDaemonService::ScanDaemonService(QObject* parent)
     : QObject(parent)
@@ -91,5 +68,11 @@ void ScanDaemonService::handleVersions(const unsigned char* body, int length)
     const quint32 day = in.u32();
     const quint32 month = in.u32();
     const quint32 year = in.u32();
-    emit definitionsVersionReported(definitionsText(day, month, year, in.i32()));
+    DefinitionsRelease release;
+    release.pending = year == 0;
+    // Values that do not fit an int are no date; they must not wrap into negative years.
+    if (!release.pending && year <= INT_MAX && month <= INT_MAX && day <= INT_MAX)
+        release.date = QDate(int(year), int(month), int(day));
+    release.revision = in.i32();
+    emit definitionsReleaseReported(release);
 }

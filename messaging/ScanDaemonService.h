@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Alert.h"
+#include "DefinitionsRelease.h"
 #include "MessageService.h"
 #include "ProtectionStates.h"
 
@@ -31,7 +32,9 @@ signals:
 
     void productVersionReported(const QString& version);
     void engineVersionReported(const QString& version);
+    // The definitions' version as the daemon words it; a newer daemon follows it with the date.
     void definitionsVersionReported(const QString& version);
+    void definitionsReleaseReported(const DefinitionsRelease& release);
     void scanStatusReported(int status);
     void alertReported(const Alert& alert);
 

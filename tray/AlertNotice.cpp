@@ -1,5 +1,7 @@
 #include "AlertNotice.h"
 
+#include "ui/LocalTime.h"
+
 #include <QCoreApplication>
 
 #include <algorithm>
@@ -34,5 +36,5 @@ Notification AlertNotice::content()
     m_shownNumber = m_newestNumber;
     return {m_count == 1 ? QCoreApplication::translate("WardletApp", "Threat detected")
                          : QCoreApplication::translate("WardletApp", "%n threats detected", nullptr, m_count),
-            m_newest.text(), QStringLiteral("x-wardlet.threat")};
+            m_newest.text(LocalTime::text(m_newest.time)), QStringLiteral("x-wardlet.threat")};
 }

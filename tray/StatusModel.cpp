@@ -2,6 +2,8 @@
 
 #include "StatusTexts.h"
 
+#include "ui/LocalTime.h"
+
 StatusModel::StatusModel(QObject* parent)
     : QObject(parent)
 { }
@@ -35,6 +37,8 @@ void StatusModel::setScanDaemonRunning(bool running)
 
 void StatusModel::setManagementState(ManagementState state)
 {
+    if (state == ManagementState::SelfManaged || state == ManagementState::Offline)
+        setServer(StatusTexts::serverAbsence(state));
     if (state == m_managementState)
         return;
     m_managementState = state;
@@ -73,6 +77,11 @@ void StatusModel::setDefinitionsVersion(const QString& version)
     assign(m_definitionsVersion, version, &StatusModel::definitionsVersionChanged);
 }
 
+void StatusModel::setDefinitionsRelease(const DefinitionsRelease& release)
+{
+    setDefinitionsVersion(StatusTexts::definitions(release));
+}
+
 void StatusModel::setServer(const QString& server)
 {
     assign(m_server, server, &StatusModel::serverChanged);
@@ -83,9 +92,9 @@ void StatusModel::setGroup(const QString& group)
     assign(m_group, group, &StatusModel::groupChanged);
 }
 
-void StatusModel::setConnectedTime(const QString& time)
+void StatusModel::setConnectedTime(qint64 time)
 {
-    assign(m_connectedTime, time, &StatusModel::connectedTimeChanged);
+    assign(m_connectedTime, LocalTime::text(time), &StatusModel::connectedTimeChanged);
 }
 
 void StatusModel::setLocation(const QString& location)
@@ -110,7 +119,7 @@ void StatusModel::resetManagement()
     setManagementState(ManagementState::Disabled);
     setServer(QString());
     setGroup(QString());
-    setConnectedTime(QString());
+    setConnectedTime(0);
     setLocation(QString());
     setPolicyNumber(QString());
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "messaging/DefinitionsRelease.h"
 #include "messaging/ProtectionStates.h"
 
 #include <QObject>
@@ -35,9 +36,11 @@ public:
     void setProductVersion(const QString& version);
     void setEngineVersion(const QString& version);
     void setDefinitionsVersion(const QString& version);
+    void setDefinitionsRelease(const DefinitionsRelease& release);
     void setServer(const QString& server);
     void setGroup(const QString& group);
-    void setConnectedTime(const QString& time);
+    // Seconds since 1970 (UTC), shown in the user's zone; 0 clears it.
+    void setConnectedTime(qint64 time);
     void setLocation(const QString& location);
     void setPolicyNumber(const QString& number);
 

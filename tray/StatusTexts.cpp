@@ -1,5 +1,7 @@
 #include "StatusTexts.h"
 
+#include <QLocale>
+
 QString StatusTexts::scanner(ScannerState state)
 {
     switch (state) {
@@ -51,4 +53,21 @@ QString StatusTexts::scan(int code)
     default:
         return tr("Unknown status", "ScanStatus");
     }
+}
+
+QString StatusTexts::definitions(const DefinitionsRelease& release)
+{
+    if (release.pending)
+        return QCoreApplication::translate("DefsFormat", "Waiting for update");
+    // An invalid date reads as no date at all, whatever the Qt release would render for it.
+    const QString date
+        = release.date.isValid() ? QLocale::system().toString(release.date, QLocale::ShortFormat) : QString();
+    // Both arguments at once, so a '%' in the locale's date cannot be taken for a marker.
+    return QCoreApplication::translate("DefsFormat", "%1 rev. %2")
+        .arg(date, QString::number(release.revision));
+}
+
+QString StatusTexts::serverAbsence(ManagementState state)
+{
+    return state == ManagementState::SelfManaged ? QStringLiteral("Self-managed") : QStringLiteral("Offline");
 }

@@ -3,22 +3,7 @@
 #include "InstallConfig.h"
 #include "ToolProcess.h"
 
-#include <QCoreApplication>
-#include <QMessageBox>
-
 #include <syslog.h>
-
-namespace {
-
-// The warnings use the message box's own translation context.
-void warn(const char* text)
-{
-    QMessageBox box(QMessageBox::Warning, QCoreApplication::translate("QMessageBox", "Warning", "title"),
-                    QCoreApplication::translate("QMessageBox", text), QMessageBox::Ok);
-    box.exec();
-}
-
-} // namespace
 
 UpdateLauncher::UpdateLauncher(QObject* parent)
     : QObject(parent)
@@ -46,13 +31,13 @@ void UpdateLauncher::launch()
     const int tool = InstallConfig::openUpdateTool(InstallConfig::configPath().constData(), path, refusal);
     if (tool == -1) {
         syslog(LOG_WARNING, "did not start the update tool: %s", refusal.constData());
-        failedToStart();
+        abandonStart();
         return;
     }
     connect(m_process, &ToolProcess::finished, this, &UpdateLauncher::ended);
     if (!m_process->start(tool, path)) {
         syslog(LOG_WARNING, "could not start the update tool");
-        failedToStart();
+        abandonStart();
         return;
     }
     emit runningChanged(true);
@@ -65,11 +50,11 @@ void UpdateLauncher::dropProcess()
     m_process = nullptr;
 }
 
-void UpdateLauncher::failedToStart()
+void UpdateLauncher::abandonStart()
 {
     dropProcess();
     emit availabilityChanged(canLaunch());
-    warn(QT_TRANSLATE_NOOP("QMessageBox", "Failed to launch Novarel"));
+    emit startFailed();
 }
 
 void UpdateLauncher::ended(bool success)
@@ -78,7 +63,7 @@ void UpdateLauncher::ended(bool success)
     emit runningChanged(false);
     // The button comes back only once the user has seen the warning.
     if (!success)
-        warn(QT_TRANSLATE_NOOP("QMessageBox", "Novarel failed"));
+        emit runFailed();
     emit availabilityChanged(canLaunch());
     emit finished(success);
 }

@@ -18,8 +18,7 @@ public:
     void setAllowed(bool allowed);
     bool canLaunch() const;
     bool isRunning() const { return m_process != nullptr; }
-    // Does nothing unless allowed and idle. A tool that cannot be started is reported to the
-    // user; a run that ends badly too.
+    // Does nothing unless allowed and idle.
     void launch();
 
 signals:
@@ -28,9 +27,12 @@ signals:
     void runningChanged(bool running);
     // A run ended (not: failed to start).
     void finished(bool success);
+    // For the user to see: connected directly, the launcher goes on once the user has.
+    void startFailed();
+    void runFailed();
 
 private:
-    void failedToStart();
+    void abandonStart();
     void ended(bool success);
     void dropProcess();
 

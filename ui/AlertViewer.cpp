@@ -2,6 +2,7 @@
 
 #include "images/alert_icon.xpm"
 #include "images/Pictures.h"
+#include "ui/LocalTime.h"
 #include "ui/WindowFocus.h"
 
 #include <QCloseEvent>
@@ -48,7 +49,7 @@ AlertViewer::AlertViewer(QWidget* parent)
 
 quint64 AlertViewer::addAlert(const Alert& alert)
 {
-    m_texts.append(alert.text());
+    m_texts.append(alert.text(LocalTime::text(alert.time)));
     if (m_texts.size() > MaxAlerts) {
         m_texts.removeFirst();
         ++m_firstNumber;

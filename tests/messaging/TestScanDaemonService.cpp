@@ -27,6 +27,13 @@ QStringList events(const QByteArray& body)
     QObject::connect(&service, &ScanDaemonService::productVersionReported, log("product"));
     QObject::connect(&service, &ScanDaemonService::engineVersionReported, log("engine"));
     QObject::connect(&service, &ScanDaemonService::definitionsVersionReported, log("defs"));
+    QObject::connect(&service, &ScanDaemonService::definitionsReleaseReported,
+                     [&](const DefinitionsRelease& release) {
+                         events << QStringLiteral("release=%1 rev %2")
+                                       .arg(release.pending ? QStringLiteral("pending")
+                                                            : release.date.toString(Qt::ISODate))
+                                       .arg(release.revision);
+                     });
     QObject::connect(&service, &ScanDaemonService::scanStatusReported, log("scan"));
     QObject::connect(&service, &ScanDaemonService::alertReported, [&](const Alert& alert) {
         events << QStringLiteral("alert=%1 %2").arg(alert.time).arg(alert.fieldL);
@@ -62,18 +69,16 @@ private slots:
         QTest::newRow("scan status without a code") << words({7}) << QStringList{"scan=0"};
         QTest::newRow("versions and date")
             << words({5}) + text("8.2") + text("5.1") + text("12") + words({14, 3, 2011, quint32(-7)})
-            << QStringList{"product=8.2", "engine=5.1", "defs=12",
-                           "defs=" + QLocale::system().toString(QDate(2011, 3, 14), QLocale::ShortFormat)
-                               + " rev. -7"};
+            << QStringList{"product=8.2", "engine=5.1", "defs=12", "release=2011-03-14 rev -7"};
         QTest::newRow("versions, waiting for update")
             << words({5}) + text("a") + text("") + text("c") + words({1, 1, 0, 1})
-            << QStringList{"product=a", "engine=", "defs=c", "defs=Waiting for update"};
+            << QStringList{"product=a", "engine=", "defs=c", "release=pending rev 1"};
         // A year past what a date can hold must not wrap into one long ago.
         QTest::newRow("versions, year too large")
             << words({5}) + text("a") + text("b") + text("c") + words({14, 3, 0xFFFFFFFF, 1})
-            << QStringList{"product=a", "engine=b", "defs=c", "defs= rev. 1"};
+            << QStringList{"product=a", "engine=b", "defs=c", "release= rev 1"};
         QTest::newRow("versions, impossible date") << words({5}) + text("a") + text("b") + text("c")
-                + words({31, 2, 2020, 1}) << QStringList{"product=a", "engine=b", "defs=c", "defs= rev. 1"};
+                + words({31, 2, 2020, 1}) << QStringList{"product=a", "engine=b", "defs=c", "release= rev 1"};
         // The count runs past the end: the next count is read right behind it.
         QTest::newRow("versions, overlong count")
             << words({5, 100}) + text("e") + words({0}) << QStringList{"engine=e"};

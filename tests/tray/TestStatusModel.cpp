@@ -53,16 +53,54 @@ private slots:
         m_model->setScanDaemonRunning(true);
         m_model->setManagementState(ManagementState::Online);
         m_model->setManagementState(ManagementState::Offline);
-        QCOMPARE(
-            take(),
-            (QStringList{"protection", "scanner=Malfunctioning", "protection", "scanner=Malfunctioning",
-                         "protection", "scanner=Not Installed", "protection", "protection", "protection"}));
+        QCOMPARE(take(),
+                 (QStringList{"protection", "scanner=Malfunctioning", "protection", "scanner=Malfunctioning",
+                              "protection", "scanner=Not Installed", "protection", "protection",
+                              "server=Offline", "protection"}));
+    }
 
-        m_model->setScanStatus(9);
-        m_model->setScanStatus(14);
-        m_model->setScanStatus(13);
-        m_model->setScanStatus(13);
-        QCOMPARE(take(), (QStringList{"scan=Done", "scan=Unknown status", "scan=Scanning proccesses"}));
+    // Each scan state code from 0 on as the status window words it; 0, 14, 15 and 18 are no state.
+    void scanTexts_data()
+    {
+        QTest::addColumn<int>("code");
+        QTest::addColumn<QString>("text");
+        const QStringList texts
+            = QString("Unknown status|Starting|Started|Stopping|Done|Scanning directories|"
+                      "Scanning boot sector|Scanning memory|Scanning files|Done|Aborted|"
+                      "Queued|Delayed|Scanning proccesses|Unknown status|Unknown status|"
+                      "Suspended|Resumed|Unknown status")
+                  .split('|');
+        for (int code = 0; code < texts.size(); ++code)
+            QTest::addRow("%d", code) << code << texts.at(code);
+        QTest::newRow("-1") << -1 << QStringLiteral("Unknown status");
+    }
+
+    void scanTexts()
+    {
+        QFETCH(int, code);
+        QFETCH(QString, text);
+        m_model->setScanStatus(code);
+        QCOMPARE(m_model->scanText(), text);
+    }
+
+    // What the daemons report as values, as the user reads it: times in the user's own zone.
+    void valuesBecomeTexts()
+    {
+        qputenv("TZ", "CET-1");
+        tzset();
+        m_model->setConnectedTime(1300000000);
+        m_model->setDefinitionsRelease({false, QDate(2011, 3, 14), -7});
+        m_model->setDefinitionsRelease({true, QDate(2011, 3, 14), 1});
+        m_model->setDefinitionsRelease({false, QDate(), 1});
+        m_model->setManagementState(ManagementState::Offline);
+        m_model->setManagementState(ManagementState::SelfManaged);
+        m_model->setConnectedTime(0);
+        QCOMPARE(take(),
+                 (QStringList{"time=Sun Mar 13 08:06:40 2011", "defs=14 Mar 2011 rev. -7",
+                              "defs=Waiting for update", "defs= rev. 1", "server=Offline", "protection",
+                              "server=Self-managed", "protection", "time="}));
+        qputenv("TZ", "UTC");
+        tzset();
     }
 
     void resets()
@@ -73,8 +111,9 @@ private slots:
         m_model->setManagementState(ManagementState::Online);
         for (const auto setter :
              {&StatusModel::setProductVersion, &StatusModel::setServer, &StatusModel::setGroup,
-              &StatusModel::setConnectedTime, &StatusModel::setLocation, &StatusModel::setPolicyNumber})
+              &StatusModel::setLocation, &StatusModel::setPolicyNumber})
             (m_model->*setter)(QStringLiteral("x"));
+        m_model->setConnectedTime(1300000000);
         take();
 
         m_model->resetScanDaemon();

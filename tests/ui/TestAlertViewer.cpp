@@ -11,6 +11,7 @@ namespace {
 Alert alert(const QString& text)
 {
     Alert alert;
+    alert.time = 1300000000;
     alert.format = text + "\\n";
     return alert;
 }
@@ -37,11 +38,12 @@ private slots:
     void init() { m_viewer = new AlertViewer; }
     void cleanup() { delete m_viewer; }
 
-    // The text is shown as it stands: markup in it is no markup.
+    // The text is shown as it stands: markup in it is no markup. The time is the reader's.
     void plainReadOnlyAndTranslatedWhileOpen()
     {
-        m_viewer->addAlert(alert("<b>one</b>"));
-        QTRY_COMPARE(state(), QStringLiteral("Mireval - Alert 1 of 1|<b>one</b>\n|0|0"));
+        m_viewer->addAlert(alert("<b>one</b> ~T"));
+        QTRY_COMPARE(state(),
+                     QStringLiteral("Mireval - Alert 1 of 1|<b>one</b> Sun Mar 13 07:06:40 2011\n|0|0"));
         QVERIFY(m_viewer->findChild<QTextEdit*>()->isReadOnly());
         QTranslator german;
         QVERIFY(german.load(QStringLiteral("wardlet_de"), QStringLiteral(TRANSLATIONS_DIR)));

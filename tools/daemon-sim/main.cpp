@@ -9,7 +9,6 @@
 #include <csignal>
 #include <cstdio>
 #include <fcntl.h>
-#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -101,13 +100,6 @@ bool installSignalHandlers()
     return true;
 }
 
-// This program's name begins with the tray's: under it, a search of the process list for the
-// tray's copies (pgrep wardlet) would find the simulator too.
-void hideFromTray()
-{
-    ::prctl(PR_SET_NAME, "daemon-sim");
-}
-
 // A closed standard input reads as an empty one; left closed, descriptor 0 would go to the
 // first socket opened and be taken for the terminal.
 void occupyStdin()
@@ -125,7 +117,6 @@ void occupyStdin()
 int main(int argc, char* argv[])
 {
     occupyStdin();
-    hideFromTray();
     QCoreApplication app(argc, argv);
 
     QString script;

@@ -1,5 +1,6 @@
 #include "SingleInstance.h"
 
+#include "app/Logging.h"
 #include "ui/WindowFocus.h"
 
 #include <cerrno>
@@ -122,8 +123,10 @@ bool SingleInstance::claim()
 {
     const std::string file = lockFile();
     m_fd = file.empty() ? -1 : ::open(file.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
-    if (m_fd == -1)
+    if (m_fd == -1) {
+        qCInfo(lcSingleInstance, "no lock file can be had; running without the check for another copy");
         return true;
+    }
     // The holder may end between a refused lock and the question who holds it: then try again.
     for (int attempt = 0; attempt < 100; ++attempt) {
         struct flock lock = {};
@@ -145,6 +148,8 @@ bool SingleInstance::claim()
         if (lock.l_pid <= 0 || !runsAsUs(lock.l_pid) || executable(lock.l_pid) != executable(::getpid()))
             return true;
         wakeUp(lock.l_pid);
+        qCInfo(lcSingleInstance, "process %d is the running copy; asked it to show its window",
+               int(lock.l_pid));
         return false;
     }
     return true;

@@ -1,5 +1,7 @@
 #include "Translations.h"
 
+#include "app/Logging.h"
+
 #include <QCoreApplication>
 #include <QFile>
 #include <QLibraryInfo>
@@ -7,7 +9,6 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <syslog.h>
 #include <unistd.h>
 
 namespace {
@@ -48,9 +49,9 @@ QByteArray trustedLocalTranslation(const QString& name)
             if (::read(fd, data.data(), size_t(data.size())) != info.st_size)
                 data.clear();
         } else {
-            syslog(LOG_WARNING,
-                   "ignored the translation in the current directory: it is not the user's or "
-                   "root's, or others may change it");
+            qCWarning(lcTranslations,
+                      "ignored the translation in the current directory: it is not the user's or "
+                      "root's, or others may change it");
         }
         ::close(fd);
         return data;

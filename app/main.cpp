@@ -1,4 +1,5 @@
 #include "app/CommandLine.h"
+#include "app/Logging.h"
 #include "app/SignalBridge.h"
 #include "app/SingleInstance.h"
 #include "app/WardletApp.h"
@@ -6,8 +7,6 @@
 #include <QFont>
 #include <QStyle>
 #include <QStyleFactory>
-
-#include <syslog.h>
 
 namespace {
 
@@ -37,7 +36,7 @@ int main(int argc, char** argv)
     if (const std::optional<int> status = CommandLine::handle(argc, argv))
         return *status;
 
-    openlog("wardlet", LOG_PID, LOG_USER);
+    Logging::install();
     // Held back before the lock makes this the copy that later starts signal.
     const sigset_t previousMask = SignalBridge::holdWakeUps();
     SingleInstance instance;

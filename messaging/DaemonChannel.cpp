@@ -3,7 +3,6 @@
 #include "MessageService.h"
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <sys/socket.h>
@@ -18,8 +17,8 @@ int connectSocket(Channel channel)
     // close-on-exec so the update tool does not hold the channel open.
     const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
     if (fd == -1) {
-        std::printf("Unable to create socket: %d (%s)\n", errno, std::strerror(errno));
-        std::fflush(stdout);
+        const int error = errno;
+        qCWarning(lcChannels, "Unable to create socket: %d (%s)", error, std::strerror(error));
         return -1;
     }
     const sockaddr_un address = ChannelAddress::address(ChannelAddress::name(channel));
@@ -44,7 +43,10 @@ DaemonChannel::DaemonChannel(Channel channel, MessageService* service, QObject* 
 {
     m_transport.setProcessor(&m_processor);
     m_processor.registerService(service);
-    connect(&m_transport, &SocketTransport::closed, this, &DaemonChannel::lost);
+    connect(&m_transport, &SocketTransport::closed, this, [this] {
+        qCInfo(lcChannels, "lost the connection to %s", ChannelAddress::name(m_channel).constData());
+        emit lost();
+    });
 }
 
 bool DaemonChannel::connectToDaemon()
@@ -71,6 +73,7 @@ bool DaemonChannel::connectToDaemon()
     }
     setHeldByStranger(false);
     m_transport.attach(fd);
+    qCInfo(lcChannels, "connected to %s", ChannelAddress::name(m_channel).constData());
     return true;
 }
 

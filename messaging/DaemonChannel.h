@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ChannelAddress.h"
+#include "Logging.h"
 #include "LogThrottle.h"
 #include "MessageProcessor.h"
 #include "SocketTransport.h"
@@ -52,5 +53,6 @@ private:
     bool m_heldByStranger = false;
     SocketTransport m_transport;
     MessageProcessor m_processor;
-    LogThrottle m_refusals{"refused a daemon's address %d time(s), held by a process that is not the daemon"};
+    LogThrottle m_refusals{lcChannels(),
+                           "refused a daemon's address %d time(s), held by a process that is not the daemon"};
 };

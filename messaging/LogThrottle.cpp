@@ -1,15 +1,14 @@
 #include "LogThrottle.h"
 
-#include <syslog.h>
-
 namespace {
 
 constexpr int MaxDetail = 200;
 
 } // namespace
 
-LogThrottle::LogThrottle(const char* text, int window, QObject* parent)
+LogThrottle::LogThrottle(const QLoggingCategory& category, const char* text, int window, QObject* parent)
     : QObject(parent)
+    , m_category(category)
     , m_text(text)
 {
     m_window.setSingleShot(true);
@@ -37,7 +36,7 @@ void LogThrottle::write()
         return;
     const QByteArray line = QByteArray(m_text).replace("%d", QByteArray::number(m_pending))
         + (m_detail.isEmpty() ? QByteArray() : ": " + m_detail);
-    syslog(LOG_WARNING, "%s", line.constData());
+    qCWarning(m_category, "%s", line.constData());
     m_pending = 0;
     m_window.start();
 }

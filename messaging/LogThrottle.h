@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QLoggingCategory>
 #include <QObject>
 #include <QTimer>
 
@@ -14,8 +15,9 @@ class LogThrottle final : public QObject
 public:
     static constexpr int Window = 10000;
 
-    // text says what happened, with %d for how many times.
-    explicit LogThrottle(const char* text, int window = Window, QObject* parent = nullptr);
+    // A warning in category; text says what happened, with %d for how many times.
+    LogThrottle(const QLoggingCategory& category, const char* text, int window = Window,
+                QObject* parent = nullptr);
     ~LogThrottle() override;
 
     // times more of it; detail (cut short) tells the last of them apart.
@@ -24,8 +26,10 @@ public:
 private:
     void write();
 
+    const QLoggingCategory& m_category;
     const char* m_text;
-    QTimer m_window;
+    // A child, so that a test can wait for the line at the window's end.
+    QTimer m_window{this};
     int m_pending = 0;
     QByteArray m_detail;
 };

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Logging.h"
 #include "LogThrottle.h"
 #include "MessageTransport.h"
 
@@ -48,6 +49,7 @@ private:
     QSocketNotifier* m_writeNotifier = nullptr;
     // Runs while frames wait to be written, from the last byte the peer took.
     QTimer m_stallTimer;
-    LogThrottle m_refusedHeaders{"refused %d frame header(s) with an impossible length; reconnected"};
-    LogThrottle m_stalls{"gave up %d connection(s) to a daemon that took nothing for 30 s"};
+    LogThrottle m_refusedHeaders{lcChannels(),
+                                 "refused %d frame header(s) with an impossible length; reconnected"};
+    LogThrottle m_stalls{lcChannels(), "gave up %d connection(s) to a daemon that took nothing for 30 s"};
 };

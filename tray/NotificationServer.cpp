@@ -1,5 +1,6 @@
 #include "NotificationServer.h"
 
+#include "tray/Logging.h"
 #include "tray/UserSettings.h"
 #include "ui/WindowFocus.h"
 
@@ -10,8 +11,6 @@
 #include <QDBusPendingReply>
 #include <QDBusServiceWatcher>
 #include <QVariantMap>
-
-#include <syslog.h>
 
 namespace {
 
@@ -164,8 +163,9 @@ void NotificationServer::reportMissing(const QString& errorName)
     if (m_loggedMissing)
         return;
     m_loggedMissing = true;
-    syslog(LOG_NOTICE, "no notification server on the session bus (%s); none is shown until one answers",
-           errorName.toLatin1().constData());
+    qCWarning(lcNotifications,
+              "no notification server on the session bus (%s); none is shown until one answers",
+              errorName.toLatin1().constData());
 }
 
 void NotificationServer::serverInvokedAction(uint id, const QString& action)

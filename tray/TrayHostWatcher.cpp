@@ -1,5 +1,6 @@
 #include "TrayHostWatcher.h"
 
+#include "tray/Logging.h"
 #include "tray/XEmbedTrayWatcher.h"
 
 #include <QDBusConnection>
@@ -10,8 +11,6 @@
 #include <QDBusVariant>
 #include <QGuiApplication>
 #include <QTimer>
-
-#include <syslog.h>
 
 namespace {
 
@@ -98,7 +97,9 @@ void TrayHostWatcher::foundHost(const char* kind)
         return;
     m_hostPresent = true;
     if (m_loggedNoHost)
-        syslog(LOG_NOTICE, "%s appeared; the icon is shown there", kind);
+        qCInfo(lcTray, "%s appeared; the icon is shown there", kind);
+    else
+        qCDebug(lcTray, "%s found; the icon is shown there", kind);
     // Qt follows an XEmbed tray that restarts on its own.
     if (m_xembed)
         m_xembed->deleteLater();
@@ -111,5 +112,5 @@ void TrayHostWatcher::logIfNoHost()
     if (m_hostPresent || !m_busAnswered || m_loggedNoHost)
         return;
     m_loggedNoHost = true;
-    syslog(LOG_NOTICE, "no notification area yet; running without a tray icon until one appears");
+    qCInfo(lcTray, "no notification area yet; running without a tray icon until one appears");
 }

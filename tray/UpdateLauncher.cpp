@@ -1,9 +1,8 @@
 #include "UpdateLauncher.h"
 
 #include "InstallConfig.h"
+#include "Logging.h"
 #include "ToolProcess.h"
-
-#include <syslog.h>
 
 UpdateLauncher::UpdateLauncher(QObject* parent)
     : QObject(parent)
@@ -30,13 +29,13 @@ void UpdateLauncher::launch()
     QByteArray refusal;
     const int tool = InstallConfig::openUpdateTool(InstallConfig::configPath().constData(), path, refusal);
     if (tool == -1) {
-        syslog(LOG_WARNING, "did not start the update tool: %s", refusal.constData());
+        qCWarning(lcUpdateTool, "did not start the update tool: %s", refusal.constData());
         abandonStart();
         return;
     }
     connect(m_process, &ToolProcess::finished, this, &UpdateLauncher::ended);
     if (!m_process->start(tool, path)) {
-        syslog(LOG_WARNING, "could not start the update tool");
+        qCWarning(lcUpdateTool, "could not start the update tool");
         abandonStart();
         return;
     }
@@ -59,6 +58,7 @@ void UpdateLauncher::abandonStart()
 
 void UpdateLauncher::ended(bool success)
 {
+    qCInfo(lcUpdateTool, success ? "the update tool succeeded" : "the update tool failed");
     dropProcess();
     emit runningChanged(false);
     // The button comes back only once the user has seen the warning.

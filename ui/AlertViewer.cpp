@@ -94,6 +94,7 @@ void AlertViewer::catchUp()
 
 void AlertViewer::present()
 {
+    qCDebug(lcAlerts, "the viewer holds %d alert(s)", count());
     catchUp();
     // An open viewer is only raised: the user may be typing elsewhere.
     if (isVisible()) {
@@ -135,6 +136,7 @@ void AlertViewer::closeEvent(QCloseEvent* event)
 {
     // Closing means the user has seen the alerts.
     m_presenter.stop();
+    qCInfo(lcAlerts, "the alert viewer closed, discarding %d alert(s)", count());
     m_firstNumber += quint64(m_texts.size());
     m_texts.clear();
     m_current = 0;

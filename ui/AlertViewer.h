@@ -2,6 +2,7 @@
 
 #include "messaging/Alert.h"
 #include "messaging/LogThrottle.h"
+#include "ui/Logging.h"
 
 #include <QDialog>
 #include <QStringList>
@@ -58,7 +59,7 @@ private:
     // The text box no longer shows the current alert; present() puts it right.
     bool m_textStale = false;
     // Alerts dropped since the last log line about them.
-    LogThrottle m_droppedLog{"dropped %d old alert(s) to keep the newest 1000"};
+    LogThrottle m_droppedLog{lcAlerts(), "dropped %d old alert(s) to keep the newest 1000"};
     QPushButton* m_previousButton;
     QPushButton* m_nextButton;
     QTextEdit* m_text;

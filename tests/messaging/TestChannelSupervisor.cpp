@@ -1,5 +1,5 @@
 #include "messaging/ChannelSupervisor.h"
-#include "SyslogCapture.h"
+#include "UnexpectedWarnings.h"
 #include "Wire.h"
 
 #include <QScopeGuard>
@@ -29,6 +29,11 @@ QStringList managementRequests(int first)
     return frames;
 }
 
+// A refusal's line, the first of a window or the one that sums up the rest of it.
+const QRegularExpression refused(
+    QStringLiteral("^refused a daemon's address 1 time\\(s\\), held by a process that is not the daemon: "
+                   "Calvorin-trayIPC\\S* belongs to user \\d+ \\(process \\d+\\)$"));
+
 } // namespace
 
 class TestChannelSupervisor final : public QObject
@@ -36,6 +41,8 @@ class TestChannelSupervisor final : public QObject
     Q_OBJECT
 
 private slots:
+    void init() { failOnUnexpectedWarnings(); }
+
     void requestsGoOutOnConnect()
     {
         Peer scanDaemon(Channel::ScanDaemon);
@@ -115,7 +122,7 @@ private slots:
     }
 
     // Another user took the scan daemon's name while it was away: refused at every retry but
-    // logged once, and the real daemon is taken as soon as it is back.
+    // logged once a window, and the real daemon is taken as soon as it is back.
     void strangersSocketIsRefused()
     {
         if (::getuid() != 0)
@@ -125,17 +132,14 @@ private slots:
         stranger.emplace(Channel::ScanDaemon);
         QCOMPARE(::seteuid(0), 0);
 
-        std::optional<SyslogCapture> log(std::in_place);
-        const auto logged = [&log] {
-            return int(log->text().count("refused"));
-        };
+        QTest::ignoreMessage(QtWarningMsg, refused);
         ChannelSupervisor channels;
         QSignalSpy held(&channels, &ChannelSupervisor::heldByStrangerChanged);
         channels.start();
-        const QList<int> refusals{stranger->accept(), logged(), stranger->accept(), logged()};
-        log.reset();
-        QCOMPARE(refusals, (QList<int>{true, 1, true, 1}));
+        QVERIFY(stranger->accept() && stranger->accept());
         QVERIFY(!channels.isUp(Channel::ScanDaemon));
+        // The second refusal is told when the supervisor ends.
+        QTest::ignoreMessage(QtWarningMsg, refused);
 
         stranger.reset();
         Peer scanDaemon(Channel::ScanDaemon);
@@ -159,8 +163,10 @@ private slots:
     {
         QFETCH(bool, suffix);
         const QByteArray previousSuffix = qgetenv("WARDLET_SOCKET_SUFFIX");
-        if (!suffix)
+        if (!suffix) {
             qunsetenv("WARDLET_SOCKET_SUFFIX");
+            QTest::ignoreMessage(QtWarningMsg, refused);
+        }
         const auto restore
             = qScopeGuard([previousSuffix] { qputenv("WARDLET_SOCKET_SUFFIX", previousSuffix); });
         const bool root = ::getuid() == 0;

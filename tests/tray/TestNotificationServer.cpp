@@ -1,6 +1,6 @@
 #include "NotificationStub.h"
-#include "SyslogCapture.h"
 #include "tray/NotificationServer.h"
+#include "UnexpectedWarnings.h"
 
 #include <QSettings>
 #include <QSignalSpy>
@@ -22,12 +22,18 @@ class TestNotificationServer final : public QObject
                       [&id](uint shown) { id = shown; });
     }
 
+    static constexpr const char* Missing = "no notification server on the session bus "
+                                           "(org.freedesktop.DBus.Error.ServiceUnknown); none is shown "
+                                           "until one answers";
+
 private slots:
     void initTestCase()
     {
         QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, m_config.path());
         m_bus.emplace();
     }
+
+    void init() { failOnUnexpectedWarnings(); }
 
     // The whole call is checked end to end against a real server; here the body, for servers
     // that read markup and those that do not.
@@ -59,7 +65,7 @@ private slots:
 
     void aMissingServerIsLoggedOnceAndUsedWhenItComes()
     {
-        SyslogCapture log;
+        QTest::ignoreMessage(QtWarningMsg, Missing);
         NotificationServer server;
         qint64 first, second;
         send(server, QStringLiteral("one"), first);
@@ -68,7 +74,6 @@ private slots:
         QCOMPARE(first, 0);
         send(server, QStringLiteral("three"), first);
         QTRY_COMPARE(first, 0);
-        QCOMPARE(log.text().count("no notification server"), 1);
 
         // It comes, and it reads markup: what it can do is asked anew.
         NotificationStub stub;
@@ -80,9 +85,9 @@ private slots:
 
         // It goes, and another that reads no markup comes: logged once more, asked again.
         QVERIFY(stub.leave());
+        QTest::ignoreMessage(QtWarningMsg, Missing);
         send(server, QStringLiteral("<five>"), first);
         QTRY_COMPARE(first, 0);
-        QCOMPARE(log.text().count("no notification server"), 2);
         NotificationStub plain(QStringLiteral("plain"));
         QVERIFY(plain.serve());
         send(server, QStringLiteral("<six>"), first);

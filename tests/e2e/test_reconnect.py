@@ -15,7 +15,12 @@ def main_thread_ticks(pid):
 
 class Reconnect(DesktopTest):
     def test_reconnect(self):
+        # Heard from no daemon yet, the icon claims no protection.
+        self.sim.send("stop all")
+        self.assertTrue(self.sim.wait_line("pdx: stopped listening"))
         self.start_wardlet()
+        self.assertPicture("red", "no-daemons")
+        self.sim.send("listen all")
         self.wait_requests()
         self.assertPicture("green", "connected")
 
@@ -27,8 +32,9 @@ class Reconnect(DesktopTest):
         self.assertLess(request.when - dropped, 1.5, "asked the scan daemon again too late")
         self.assertPicture("green", "scan-daemon-back")
 
-        self.sim.send("stop all")
-        self.assertPicture("red", "daemons-gone", timeout=2)
+        self.sim.send("stop pdx")
+        self.assertPicture("red", "management-gone", timeout=2)
+        self.sim.send("stop kvs")
         mark, listening = self.sim.mark(), time.monotonic()
         self.sim.send("listen all")
         frames = self.wait_requests(since=mark, timeout=3)

@@ -27,9 +27,12 @@ class StatusWindow(DesktopTest):
         self.assertFields(TITLE, EXPECTED)
         self.assertTrue(self.buttons(TITLE)["Novarel"], "the update button is disabled")
 
-        self.sim.send("group Sales", "location-none", "vg 0", "scan 8", "update-allowed 0")
-        self.assertFields(TITLE, {"Group:": "Sales", "Location:": "", "Vigilon:": "Disabled",
-                                  "Scan:": "Scanning files"})
+        self.sim.send("group Sales", "location-none", "vg 0", "scan 8", "versions 9.2 6.1 13.06", "defs-date 3 1 2027 13",
+                      "policy PN-8")
+        self.assertFields(TITLE, {"Group:": "Sales", "Location:": "", "Vigilon:": "Disabled", "Scan:": "Scanning files",
+                                  "Program:": "9.2", "Scan Engine:": "6.1", "Version:": "3 Jan 2027 rev. 13",
+                                  "Policy Serial Number:": "PN-8"})
+        self.sim.send("stop kvs")
         self.assertTrue(wait_until(lambda: not self.buttons(TITLE)["Novarel"], 3), "the update button stays enabled")
         self.sim.send("server offline")
         self.assertFields(TITLE, {"Server:": "Offline"})

@@ -40,9 +40,6 @@ class TrayStates(DesktopTest):
         self.assertPicture("shield", "shown-again")
         self.assertSetting("ShowIcon=true")
 
-        self.sim.send("stop all")
-        self.assertPicture("red", "daemons-stopped", timeout=2)
-
 
 class LateTray(DesktopTest):
     """A notification area that comes after the program, as autostart often has it, and restarts."""

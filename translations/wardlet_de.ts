@@ -4,7 +4,7 @@
 <context>
     <name>AlertView</name>
     <message>
-        <location filename="../ui/AlertViewer.cpp" line="+121"/>
+        <location filename="../ui/AlertViewer.cpp" line="+123"/>
         <source>Mireval - Alert %1 of %2</source>
         <comment>title</comment>
         <translation>Mireval - Warnung %1 von %2</translation>
@@ -23,12 +23,12 @@
 <context>
     <name>DefsFormat</name>
     <message>
-        <location filename="../messaging/ScanDaemonService.cpp" line="+18"/>
+        <location filename="../tray/StatusTexts.cpp" line="+61"/>
         <source>Waiting for update</source>
         <translation>Warte auf Aktualisierung</translation>
     </message>
     <message>
-        <location line="+9"/>
+        <location line="+5"/>
         <source>%1 rev. %2</source>
         <translation>%1 Rev. %2</translation>
     </message>
@@ -145,18 +145,18 @@
 <context>
     <name>QMessageBox</name>
     <message>
-        <location filename="../tray/UpdateLauncher.cpp" line="+16"/>
+        <location filename="../ui/UpdateWarning.cpp" line="+11"/>
         <source>Warning</source>
         <comment>title</comment>
         <translation>Warnung</translation>
     </message>
     <message>
-        <location line="+56"/>
+        <location line="+9"/>
         <source>Failed to launch Novarel</source>
         <translation>Novarel konnte nicht gestartet werden</translation>
     </message>
     <message>
-        <location line="+9"/>
+        <location line="+5"/>
         <source>Novarel failed</source>
         <translation>Novarel ist fehlgeschlagen</translation>
     </message>
@@ -164,7 +164,7 @@
 <context>
     <name>WardletApp</name>
     <message>
-        <location filename="../tray/StatusTexts.cpp" line="+7"/>
+        <location filename="../tray/StatusTexts.cpp" line="-57"/>
         <source>Disabled</source>
         <comment>VGStatus</comment>
         <translation>Ausgeschaltet</translation>
@@ -329,7 +329,7 @@
         <translation>Geschützt, aber der Verwaltungsdienst ist nicht erreichbar.</translation>
     </message>
     <message>
-        <location filename="../tray/NotificationServer.cpp" line="+137"/>
+        <location filename="../tray/NotificationServer.cpp" line="+133"/>
         <source>Details</source>
         <translation>Details</translation>
     </message>
@@ -340,7 +340,7 @@
         <translation>Trevanta</translation>
     </message>
     <message>
-        <location filename="../tray/AlertNotice.cpp" line="+51"/>
+        <location filename="../tray/AlertNotice.cpp" line="+37"/>
         <source>Threat detected</source>
         <translation>Bedrohung erkannt</translation>
     </message>
@@ -353,7 +353,7 @@
         </translation>
     </message>
     <message>
-        <location filename="../tray/ProtectionNotice.cpp" line="+54"/>
+        <location filename="../tray/ProtectionNotice.cpp" line="+12"/>
         <source>This computer is not protected</source>
         <translation>Dieser Computer ist nicht geschützt</translation>
     </message>

@@ -26,15 +26,16 @@ def main():
     parser.add_argument("--before", metavar="BENCH_FLOOD", help="another build's bench_flood, run in turn")
     args = parser.parse_args()
     print(benchlib.machine(), flush=True)
+    # bench_flood feeds from a thread of its own: the simulator, one command a report, is far slower.
     programs = {"wardlet": os.path.join(benchlib.BUILD, "bench", "bench_flood")}
     if args.before:
         programs["before"] = os.path.abspath(args.before)
     pin = [] if args.cpu == "all" else ["taskset", "-c", args.cpu]
     results = collections.defaultdict(list)
-    with benchlib.Desktop() as desktop:
+    with benchlib.desktop() as desktop:
         for round_ in range(args.rounds):
             for key, program in programs.items():
-                with desktop.session() as env, desktop.scratch() as cwd:
+                with desktop.session() as env, benchlib.scratch(desktop) as cwd:
                     run = subprocess.run([*pin, program, "--runs", "1", "--reports", str(args.reports)], env=env,
                                          cwd=cwd, capture_output=True, text=True)
                 if run.returncode != 0:

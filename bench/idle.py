@@ -7,54 +7,38 @@ notification area (waiting for one). Runs of the four cases alternate.
 """
 
 import argparse
+import contextlib
 import os
 import statistics
-import struct
 import time
 
 import benchlib
 
 CASES = ("minimal", "connected", "absent", "no tray")
-REQUESTS = {"trayIPC": 3, "PdxIPC": 5}
 
 
-def frames(data):
-    count = 0
-    while len(data) >= 20 and len(data) - 20 >= (length := struct.unpack(">I", data[16:20])[0]):
-        count, data = count + 1, data[20 + length:]
-    return count
-
-
-def idle_once(desktop, case, settle, window):
+def idle_once(desktop, case, settle, window, bare_display):
     """(wake-ups per second, CPU milliseconds per second) over the window."""
     suffix = f"-bench-idle-{os.getpid()}-{time.monotonic_ns()}"
-    daemons = {name: benchlib.Daemon(name, suffix) for name in REQUESTS} if case in ("connected", "no tray") else {}
     program, name = (benchlib.MINIMAL, "minimal_tray") if case == "minimal" else (benchlib.WARDLET, "wardlet")
-    try:
-        with desktop.session() as env, desktop.scratch() as cwd, \
-                benchlib.embedding_probe(env, name) as embedded:
-            if case == "no tray":
-                env = dict(env, DISPLAY=desktop.bare_display())
-            process = desktop.spawn([program], env=dict(env, WARDLET_SOCKET_SUFFIX=suffix), cwd=cwd)
-            try:
-                if case != "no tray":
-                    embedded()
-                deadline = time.monotonic() + 10
-                while any(frames(d.received) < REQUESTS[n] for n, d in daemons.items()):
-                    if time.monotonic() > deadline:
-                        raise RuntimeError("wardlet did not ask both daemons for their state")
-                    for daemon in daemons.values():
-                        daemon.serve(0.05)
-                time.sleep(settle)
-                before, cpu_before = benchlib.switches(process.pid), benchlib.cpu_ns(process.pid)
-                time.sleep(window)
-                after, cpu_after = benchlib.switches(process.pid), benchlib.cpu_ns(process.pid)
-                return (after - before) / window, (cpu_after - cpu_before) / 1e6 / window
-            finally:
-                benchlib.stop(process)
-    finally:
-        for daemon in daemons.values():
-            daemon.close()
+    with contextlib.ExitStack() as daemons, desktop.session() as env, benchlib.scratch(desktop) as cwd, \
+            benchlib.embedding_probe(env, name) as embedded:
+        sim = case in ("connected", "no tray") and desktop.start_simulator(suffix, defer=daemons.callback)
+        if case == "no tray":
+            env = dict(env, DISPLAY=bare_display)
+        process = desktop.spawn([program], env=dict(env, WARDLET_SOCKET_SUFFIX=suffix), cwd=cwd)
+        try:
+            if case != "no tray":
+                embedded()
+            if sim and not sim.wait_frames(benchlib.STATUS_REQUESTS, timeout=10):
+                raise RuntimeError("wardlet did not ask both daemons for their state")
+            time.sleep(settle)
+            before, cpu_before = benchlib.switches(process.pid), benchlib.cpu_ns(process.pid)
+            time.sleep(window)
+            after, cpu_after = benchlib.switches(process.pid), benchlib.cpu_ns(process.pid)
+            return (after - before) / window, (cpu_after - cpu_before) / 1e6 / window
+        finally:
+            benchlib.stop(process)
 
 
 def main():
@@ -66,11 +50,12 @@ def main():
     print(benchlib.machine())
     wakeups = {case: [] for case in CASES}
     cpu = {case: [] for case in CASES}
-    with benchlib.Desktop() as desktop:
+    with benchlib.desktop() as desktop:
+        bare_display, _ = desktop.start_display("bare")  # no notification area on it
         for run in range(args.runs):
             for case in CASES[run % len(CASES):] + CASES[:run % len(CASES)]:
                 with benchlib.program_turn():
-                    rate, cpu_ms = idle_once(desktop, case, args.settle, args.window)
+                    rate, cpu_ms = idle_once(desktop, case, args.settle, args.window, bare_display)
                 wakeups[case].append(rate)
                 cpu[case].append(cpu_ms)
                 print(f"run {run} {case:9} {rate:6.2f} wake-ups/s, {cpu_ms:6.3f} ms CPU/s", flush=True)

@@ -16,7 +16,7 @@ import benchlib
 def start_once(desktop, program, name, settle):
     """(milliseconds until the icon is shown, CPU milliseconds spent by then, VmRSS in KiB settle
     seconds after the start)"""
-    with desktop.session() as env, desktop.scratch() as cwd, \
+    with desktop.session() as env, benchlib.scratch(desktop) as cwd, \
             benchlib.embedding_probe(env, name) as embedded:
         # No daemons: wardlet retries once a second, which costs nothing measurable here.
         env = dict(env, WARDLET_SOCKET_SUFFIX=f"-bench-startup-{os.getpid()}")
@@ -41,7 +41,7 @@ def main():
     times = {key: [] for key in programs}
     cpu = {key: [] for key in programs}
     memory = {key: [] for key in programs}
-    with benchlib.Desktop() as desktop:
+    with benchlib.desktop() as desktop:
         for run in range(args.runs):
             # Which one goes first alternates too.
             for key in (("wardlet", "minimal") if run % 2 == 0 else ("minimal", "wardlet")):

@@ -8,7 +8,7 @@ set -euo pipefail
 build=(g++ cmake ninja-build pkg-config libxcb1-dev qt6-base-dev qt6-tools-dev qt6-l10n-tools librsvg2-bin
     qt6-wayland)  # the last for Wayland sessions
 # A virtual display with a tray host, for running without a desktop.
-headless=(xvfb trayer xdotool x11-utils imagemagick dbus-x11 fonts-dejavu-core)
+headless=(xvfb trayer xdotool x11-utils imagemagick dbus-x11 fonts-dejavu-core python3)
 tests=(
     qtbase5-dev qttools5-dev qttools5-dev-tools qt5-style-plugins
     libbenchmark-dev libx11-dev clang libclang-rt-14-dev

@@ -1,72 +1,25 @@
-"""A private desktop for wardlet's end-to-end tests.
-
-DesktopTest.setUp starts an X display with a tray host, a session bus, the accessibility bus and
-the daemon simulator; a test then starts wardlet and reads back what a user would see: the tray
-icon's pixels, windows by title, their widgets. Everything started is gone when the test ends.
+"""The end-to-end tests' base class. DesktopTest.setUp starts a private desktop (tools/desktop)
+with the accessibility bus and the daemon simulator; a test then starts wardlet and reads back
+what a user would see: the tray icon's pixels, windows by title, their widgets. Everything
+started is gone when the test ends.
 """
 
-import collections
 import ctypes
-import fcntl
 import json
 import os
-import pwd
-import re
-import select
 import shutil
-import signal
 import subprocess
 import sys
 import tempfile
-import threading
-import time
 import unittest
 
 HERE = os.path.dirname(os.path.abspath(__file__))
-ROOT = os.path.dirname(os.path.dirname(HERE))
-BUILD = os.path.join(ROOT, "build", "qt6")
-WARDLET = os.path.abspath(os.environ.get("WARDLET_BIN", os.path.join(BUILD, "wardlet")))
-SIMULATOR = os.environ.get("WARDLET_SIM", os.path.join(BUILD, "tools", "wardlet-daemon-sim"))
+sys.path.insert(0, os.path.join(HERE, os.pardir, os.pardir, "tools", "desktop"))
+from private_desktop import (BUILD, HOME, ICON, KVS_REQUESTS, ROOT, STATUS_REQUESTS, WARDLET,  # noqa: E402,F401
+                             Desktop, end_orphans, pgrep, program_turn, wait_until)
+
 ARTEFACTS = os.environ.get("WARDLET_ARTEFACTS", os.path.join(BUILD, "tests", "e2e-artefacts"))
 PYTHON = "/usr/bin/python3"  # Debian's, the one with pyatspi
-HOME = pwd.getpwuid(os.getuid()).pw_dir  # where wardlet looks: the password database
-ICON = 22
-
-KVS_REQUESTS = ["KvsStatusRequest", "KvsVersionsRequest", "KvsScanStatusRequest"]
-PDX_REQUESTS = ["PdxServerStatusRequest", "PdxGroupRequest", "PdxConnectedTimeRequest",
-                "PdxLocationRequest", "PdxPolicyNumberRequest"]
-STATUS_REQUESTS = KVS_REQUESTS + PDX_REQUESTS
-
-Frame = collections.namedtuple("Frame", "when channel name details")
-FRAME = re.compile(r"^(kvs|pdx) <- seq=\d+ (\S+)(.*)$")
-TREE_LINE = re.compile(r'^(\s+)0x[0-9a-f]+ (?:".*"|\(has no name\)): \((.*)\)\s+'
-                       r'(\d+)x(\d+)\+-?\d+\+-?\d+\s+\+(-?\d+)\+(-?\d+)')
-PANEL = '"panel" "trayer"'
-# Open to every user (a compositor may run as another), and with no service directories.
-SESSION_BUS = """<busconfig><type>session</type><listen>unix:dir={}</listen><auth>EXTERNAL</auth>
-<policy context="default"><allow user="*"/><allow own="*"/><allow send_destination="*"/>
-<allow receive_sender="*"/></policy></busconfig>"""
-
-# Orphans of what we start (the accessibility bus's own daemons) come back to us, so the end of
-# a test can find and end them too.
-ctypes.CDLL(None).prctl(36, 1, 0, 0, 0)  # PR_SET_CHILD_SUBREAPER
-# A run ended by ctest still takes its desktop down on the way out.
-signal.signal(signal.SIGTERM, lambda number, frame: sys.exit(1))
-
-
-def wait_until(predicate, timeout, interval=0.05):
-    """Polls predicate until it returns something true or timeout seconds pass; returns its last value."""
-    deadline = time.monotonic() + timeout
-    while True:
-        value = predicate()
-        if value or time.monotonic() >= deadline:
-            return value
-        time.sleep(interval)
-
-
-def read_line(stream, timeout):
-    ready, _, _ = select.select([stream], [], [], timeout)
-    return ready and stream.readline().strip()
 
 
 def read_file(path):
@@ -76,32 +29,6 @@ def read_file(path):
             return file.read()
     except OSError:
         return b""
-
-
-def pgrep(*options):
-    return [int(pid) for pid in subprocess.run(["pgrep", *options], capture_output=True, text=True).stdout.split()]
-
-
-def end_orphans():
-    """Kills and reaps whatever of our descendants outlived its parent."""
-    while orphans := pgrep("-P", str(os.getpid())):
-        for pid in orphans:
-            try:
-                os.kill(pid, signal.SIGKILL)
-                os.waitpid(pid, 0)
-            except (ProcessLookupError, ChildProcessError):
-                pass
-
-
-def stop(process):
-    if process.stdin:
-        process.stdin.close()
-    process.terminate()  # does nothing once it has ended
-    try:
-        process.wait(5)
-    except subprocess.TimeoutExpired:
-        process.kill()
-        process.wait()
 
 
 def exit_status(process, timeout):
@@ -116,50 +43,6 @@ def wake_up_file(pid):
     return os.path.join(HOME, f".wardletNotify{pid}")
 
 
-class Simulator:
-    """The daemon simulator: commands go to its standard input, its log is kept line by line."""
-
-    def __init__(self, process, log):
-        self.process, self._log, self._lines = process, log, []
-        self._lock = threading.Lock()
-        threading.Thread(target=self._read, daemon=True).start()
-
-    def _read(self):
-        with self.process.stdout, self._log:
-            for line in self.process.stdout:
-                with self._lock:
-                    self._lines.append((time.monotonic(), line.rstrip("\n")))
-                self._log.write(line)
-                self._log.flush()
-
-    def send(self, *commands):
-        self.process.stdin.write("".join(command + "\n" for command in commands))
-        self.process.stdin.flush()
-
-    def mark(self):
-        """A position in the log; later reads can start from it."""
-        with self._lock:
-            return len(self._lines)
-
-    def lines(self, since=0):
-        with self._lock:
-            return [line for _, line in self._lines[since:]]
-
-    def frames(self, since=0):
-        with self._lock:
-            entries = self._lines[since:]
-        return [Frame(when, *match.groups()) for when, match in
-                ((when, FRAME.match(line)) for when, line in entries) if match]
-
-    def wait_line(self, text, since=0, timeout=5):
-        return wait_until(lambda: text in self.lines(since), timeout)
-
-    def wait_frames(self, names, since=0, timeout=5):
-        """Waits until every one of names arrived after since; returns the frames so far, or None."""
-        return wait_until(lambda: (frames := self.frames(since)) and set(names) <= {f.name for f in frames}
-                          and frames, timeout)
-
-
 class DesktopTest(unittest.TestCase):
     """A test on a fresh desktop of its own; self.sim is the daemon simulator, self.wardlet the program."""
 
@@ -172,26 +55,19 @@ class DesktopTest(unittest.TestCase):
         self.start_simulator()
 
     def prepare(self):
-        """Artefacts, a scratch directory and an environment of the test's own."""
-        # One wardlet per user is the program's own rule, so runs from other build trees wait their
-        # turn: the lock is on the home directory, where the wake-up files go.
-        turn = os.open(HOME, os.O_RDONLY)
-        self.addCleanup(os.close, turn)
-        fcntl.flock(turn, fcntl.LOCK_EX)
+        """Artefacts, a scratch directory and a desktop with an environment of the test's own."""
+        self.enterContext(program_turn())  # runs from other build trees wait their turn
         self.addCleanup(end_orphans)
         self.artefacts = os.path.join(ARTEFACTS, self._testMethodName)
         shutil.rmtree(self.artefacts, ignore_errors=True)
         os.makedirs(self.artefacts)
         self.tmp = tempfile.mkdtemp(prefix="wardlet-e2e-")
         self.addCleanup(shutil.rmtree, self.tmp, True)
+        self.desktop = Desktop(self.tmp, self.addCleanup, self.artefacts)  # later processes end first
+        self.env = self.desktop.env
+        self.env["LC_ALL"] = "C"
         self.settings_file = os.path.join(self.tmp, "config", "trevanta.example", "wardlet.conf")
         os.makedirs(os.path.dirname(self.settings_file))
-        os.mkdir(os.path.join(self.tmp, "runtime"), 0o700)
-        self.env = {key: value for key, value in os.environ.items()
-                    if not key.startswith(("QT_", "DBUS_", "WARDLET_", "XDG_", "LC_", "WAYLAND_", "SWAY"))
-                    and key not in ("DISPLAY", "LANG", "LANGUAGE", "DESKTOP_STARTUP_ID")}
-        self.env.update(XDG_CONFIG_HOME=os.path.join(self.tmp, "config"), LC_ALL="C",
-                        XDG_RUNTIME_DIR=os.path.join(self.tmp, "runtime"))
         self.suffix = "-" + os.path.basename(self.tmp)  # names this test's daemon sockets
         self.wardlet, self.pids = None, []
         # A copy that ends before it read its wake-up file leaves it behind. Registered before any
@@ -200,12 +76,7 @@ class DesktopTest(unittest.TestCase):
 
     def start_x11_desktop(self):
         """An X display, a tray unless the test wants it later, a session bus and the accessibility bus."""
-        read_end, write_end = os.pipe()
-        self.spawn(["Xvfb", "-displayfd", str(write_end), "-screen", "0", "1024x768x24", "-nolisten", "tcp"],
-                   "xvfb", pass_fds=(write_end,))
-        os.close(write_end)
-        with os.fdopen(read_end) as numbers:
-            self.env["DISPLAY"] = ":" + (read_line(numbers, 10) or self.fail("Xvfb reported no display"))
+        self.desktop.start_x11()
         if self.TRAY_AT_START:
             self.start_trayer()
         self.start_session_bus()
@@ -215,44 +86,19 @@ class DesktopTest(unittest.TestCase):
             "org.freedesktop.DBus.NameHasOwner", "string:org.a11y.Bus"), 10), "no accessibility bus")
 
     def start_session_bus(self):
-        """A session bus of this test's own that starts no services: a notification server, say,
-        runs only where a test starts one."""
-        with open(os.path.join(self.tmp, "bus.conf"), "w") as conf:
-            conf.write(SESSION_BUS.format(self.tmp))
-        bus = self.spawn(["dbus-daemon", "--config-file", conf.name, "--nofork", "--print-address=1"], "dbus",
-                         stdout=subprocess.PIPE, text=True)
-        self.env["DBUS_SESSION_BUS_ADDRESS"] = read_line(bus.stdout, 10) or self.fail("no session bus")
-        bus.stdout.close()
+        self.env.update(self.desktop.start_session_bus())
 
     def start_simulator(self):
-        self.sim = Simulator(self.spawn([SIMULATOR, "--suffix", self.suffix], None, stdin=subprocess.PIPE,
-                                        stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, bufsize=1),
-                             open(os.path.join(self.artefacts, "simulator.log"), "w"))
-        self.assertTrue(self.sim.wait_line("pdx: listening on @Calvorin-PdxIPC" + self.suffix),
-                        "the simulator does not listen")
+        self.sim = self.desktop.start_simulator(self.suffix, os.path.join(self.artefacts, "simulator.log"))
 
     def tearDown(self):
         self.screenshot("last")
 
     def start_trayer(self):
-        # On a busy machine trayer now and then gives up on a display that has just come up.
-        for attempt in range(3):
-            trayer = self.spawn(["trayer", "--edge", "top", "--align", "right", "--widthtype", "request",
-                                 "--height", "24", "--SetDockType", "true", "--transparent", "false"],
-                                f"trayer{time.monotonic_ns()}")
-            if wait_until(lambda: trayer.poll() is not None or any(w[1] == PANEL for w in self.tree()), 10) \
-                    and trayer.poll() is None:
-                return trayer
-        self.fail("trayer shows no panel")
+        return self.desktop.start_trayer()
 
     def spawn(self, argv, log_name, **options):
-        if log_name:
-            log = open(os.path.join(self.artefacts, log_name + ".log"), "w")
-            self.addCleanup(log.close)
-            options = dict(dict(stdout=log, stderr=log), **options)
-        process = subprocess.Popen(argv, env=options.pop("env", self.env), **options)
-        self.addCleanup(stop, process)  # later ones end first: wardlet before its desktop
-        return process
+        return self.desktop.spawn(argv, log_name, **options)
 
     def start_wardlet(self, argv=(WARDLET,), log_name="wardlet", cwd=None, **env):
         """Starts a wardlet; it becomes self.wardlet unless one is running."""
@@ -262,8 +108,9 @@ class DesktopTest(unittest.TestCase):
                     and self.suffix.encode() in read_file(f"/proc/{pid}/environ")]
         self.assertTrue(wait_until(lambda: not others(), 10),
                         f"processes {others()} run wardlet; it would take one for its running copy")
+        # Its log lines go to its log file as well as to syslog.
         process = self.spawn(list(argv), log_name, cwd=cwd, stdin=subprocess.DEVNULL, env=dict(
-            self.env, QT_ACCESSIBILITY="1", QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1",
+            self.env, QT_ACCESSIBILITY="1", QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1", QT_FORCE_STDERR_LOGGING="1",
             WARDLET_SOCKET_SUFFIX=self.suffix, **env))
         self.pids.append(process.pid)
         if not self.wardlet or self.wardlet.poll() is not None:
@@ -276,32 +123,15 @@ class DesktopTest(unittest.TestCase):
         return frames
 
     def run_tool(self, *argv):
-        return subprocess.run(argv, env=self.env, capture_output=True, text=True).stdout
+        return self.desktop.run(*argv)
 
     def screenshot(self, name):
-        self.run_tool("/usr/bin/import", "-window", "root", os.path.join(self.artefacts, name + ".png"))
+        self.desktop.screenshot(os.path.join(self.artefacts, name + ".png"))
 
     # --- the tray icon -------------------------------------------------------------------------
 
-    def tree(self):
-        """(depth, WM_CLASS as printed, width, height, x, y) of every X window."""
-        # xwininfo gives up when a window goes away while it walks the tree; a moment later the
-        # tree is whole again.
-        result = wait_until(lambda: (run := subprocess.run(["xwininfo", "-root", "-tree"], env=self.env,
-                                                           capture_output=True, text=True)).returncode == 0
-                            and run, 2) or self.fail("xwininfo cannot read the window tree")
-        return [(len(m[1]), m[2], *map(int, m.groups()[2:]))
-                for m in map(TREE_LINE.match, result.stdout.splitlines()) if m]
-
     def tray_icons(self):
-        """(x, y) of every wardlet icon inside trayer's panel."""
-        icons, panel = [], None
-        for depth, wm_class, width, height, x, y in self.tree():
-            if wm_class == PANEL or panel is not None and depth <= panel:
-                panel = depth if wm_class == PANEL else None
-            elif panel is not None and "wardlet" in wm_class and (width, height) == (ICON, ICON):
-                icons.append((x, y))
-        return icons
+        return self.desktop.tray_icons()
 
     def picture(self):
         """Which tray picture the icon shows: shield, green, red, yellow or grey; None without icon."""
@@ -332,24 +162,12 @@ class DesktopTest(unittest.TestCase):
         # A freshly embedded icon may still move while the panel makes room for it, and a click
         # that lands before it settled opens nothing: click where the painted icon is now.
         self.assertTrue(wait_until(lambda: self.picture() not in (None, "unknown"), 5, 0.1), "no painted tray icon")
-        before = set(self.windows())
-        for _ in range(3):
-            x, y = self.tray_icons()[0]
-            # A second click on the same spot with no motion in between opens no menu; coming in afresh does.
-            self.run_tool("xdotool", "mousemove", "0", "0", "mousemove", str(x + ICON // 2), str(y + ICON // 2),
-                          "click", "3")
-            # The menu grabs the keyboard once it is shown; a key before that goes nowhere.
-            if wait_until(lambda: set(self.windows()) - before, 2):
-                break
-        else:
-            self.fail("no tray menu")
-        self.run_tool("xdotool", "key", key)
+        self.desktop.menu(self.wardlet.pid, key)
 
     # --- windows and widgets -------------------------------------------------------------------
 
     def windows(self, title=None):
-        return self.run_tool("xdotool", "search", "--all", "--onlyvisible", "--pid", str(self.wardlet.pid),
-                             *(["--name", f"^{re.escape(title)}$"] if title else ["--class", "wardlet"])).split()
+        return self.desktop.windows(self.wardlet.pid, title)
 
     def wait_window(self, title, timeout=5):
         return (wait_until(lambda: self.windows(title), timeout) or self.fail(f'no window "{title}"'))[0]

@@ -1,5 +1,6 @@
 #include "messaging/ManagementService.h"
 #include "messaging/Message.h"
+#include "SignalLog.h"
 #include "Wire.h"
 
 #include <QtTest>
@@ -11,24 +12,17 @@ namespace {
 QStringList events(const QByteArray& body)
 {
     ManagementService service;
-    QStringList events;
-    const auto log = [&](const char* name) {
-        return [&events, name](const QString& value) {
-            events << QString::fromLatin1(name) + '=' + value;
-        };
-    };
-    QObject::connect(&service, &ManagementService::serverReported, log("server"));
-    QObject::connect(&service, &ManagementService::stateReported,
-                     [&](ManagementState state) { events << QStringLiteral("state=%1").arg(int(state)); });
-    QObject::connect(&service, &ManagementService::connectedTimeReported,
-                     [&](qint64 time) { events << QStringLiteral("time=%1").arg(time); });
-    QObject::connect(&service, &ManagementService::groupReported, log("group"));
-    QObject::connect(&service, &ManagementService::locationReported, log("location"));
-    QObject::connect(&service, &ManagementService::policyNumberReported, log("policy"));
+    SignalLog log;
+    log.watch(&service, &ManagementService::serverReported, "server");
+    log.watch(&service, &ManagementService::stateReported, "state");
+    log.watch(&service, &ManagementService::connectedTimeReported, "time");
+    log.watch(&service, &ManagementService::groupReported, "group");
+    log.watch(&service, &ManagementService::locationReported, "location");
+    log.watch(&service, &ManagementService::policyNumberReported, "policy");
     Message message;
     message.setData(body.constData(), int(body.size()));
     service.handleMessage(message);
-    return events;
+    return log.take();
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "messaging/Message.h"
 #include "messaging/ScanDaemonService.h"
+#include "SignalLog.h"
 #include "Wire.h"
 
 #include <QtTest>
@@ -13,35 +14,28 @@ namespace {
 QStringList events(const QByteArray& body)
 {
     ScanDaemonService service;
-    QStringList events;
-    const auto log = [&](const char* name) {
-        return [&events, name](const auto& value) {
-            events << QString::fromLatin1(name) + '=' + QVariant::fromValue(value).toString();
-        };
-    };
-    QObject::connect(&service, &ScanDaemonService::scannerStateReported,
-                     [&](ScannerState state) { events << QStringLiteral("scanner=%1").arg(int(state)); });
-    QObject::connect(&service, &ScanDaemonService::runningReported, log("running"));
-    QObject::connect(&service, &ScanDaemonService::updateAllowedReported, log("update"));
-    QObject::connect(&service, &ScanDaemonService::showIconReported, log("icon"));
-    QObject::connect(&service, &ScanDaemonService::productVersionReported, log("product"));
-    QObject::connect(&service, &ScanDaemonService::engineVersionReported, log("engine"));
-    QObject::connect(&service, &ScanDaemonService::definitionsVersionReported, log("defs"));
-    QObject::connect(&service, &ScanDaemonService::definitionsReleaseReported,
-                     [&](const DefinitionsRelease& release) {
-                         events << QStringLiteral("release=%1 rev %2")
-                                       .arg(release.pending ? QStringLiteral("pending")
-                                                            : release.date.toString(Qt::ISODate))
-                                       .arg(release.revision);
-                     });
-    QObject::connect(&service, &ScanDaemonService::scanStatusReported, log("scan"));
+    SignalLog log;
+    log.watch(&service, &ScanDaemonService::scannerStateReported, "scanner");
+    log.watch(&service, &ScanDaemonService::runningReported, "running");
+    log.watch(&service, &ScanDaemonService::updateAllowedReported, "update");
+    log.watch(&service, &ScanDaemonService::showIconReported, "icon");
+    log.watch(&service, &ScanDaemonService::productVersionReported, "product");
+    log.watch(&service, &ScanDaemonService::engineVersionReported, "engine");
+    log.watch(&service, &ScanDaemonService::definitionsVersionReported, "defs");
+    log.watch(&service, &ScanDaemonService::scanStatusReported, "scan");
+    QObject::connect(
+        &service, &ScanDaemonService::definitionsReleaseReported, [&](const DefinitionsRelease& r) {
+            log.add(QStringLiteral("release=%1 rev %2")
+                        .arg(r.pending ? QStringLiteral("pending") : r.date.toString(Qt::ISODate))
+                        .arg(r.revision));
+        });
     QObject::connect(&service, &ScanDaemonService::alertReported, [&](const Alert& alert) {
-        events << QStringLiteral("alert=%1 %2").arg(alert.time).arg(alert.fieldL);
+        log.add(QStringLiteral("alert=%1 %2").arg(alert.time).arg(alert.fieldL));
     });
     Message message;
     message.setData(body.constData(), int(body.size()));
     service.handleMessage(message);
-    return events;
+    return log.take();
 }
 
 } // namespace

@@ -1,3 +1,4 @@
+#include "SignalLog.h"
 #include "tray/StatusModel.h"
 
 #include <QtTest>
@@ -7,32 +8,27 @@ class TestStatusModel final : public QObject
     Q_OBJECT
 
     StatusModel* m_model = nullptr;
-    QStringList m_events;
+    SignalLog m_log;
 
-    void watch(void (StatusModel::*changed)(const QString&), const char* name)
-    {
-        connect(m_model, changed, this,
-                [this, name](const QString& text) { m_events << QString::fromLatin1(name) + '=' + text; });
-    }
-
-    QStringList take() { return std::exchange(m_events, {}); }
+    QStringList take() { return m_log.take(); }
 
 private slots:
     void init()
     {
         m_model = new StatusModel(this);
-        m_events.clear();
-        connect(m_model, &StatusModel::protectionChanged, this, [this] { m_events << "protection"; });
-        watch(&StatusModel::scannerTextChanged, "scanner");
-        watch(&StatusModel::scanTextChanged, "scan");
-        watch(&StatusModel::productVersionChanged, "product");
-        watch(&StatusModel::engineVersionChanged, "engine");
-        watch(&StatusModel::definitionsVersionChanged, "defs");
-        watch(&StatusModel::serverChanged, "server");
-        watch(&StatusModel::groupChanged, "group");
-        watch(&StatusModel::connectedTimeChanged, "time");
-        watch(&StatusModel::locationChanged, "location");
-        watch(&StatusModel::policyNumberChanged, "policy");
+        m_log.take();
+        m_log.watch(m_model, &StatusModel::protectionChanged, "protection");
+        for (const auto& [changed, name] : {std::pair{&StatusModel::scannerTextChanged, "scanner"},
+                                            {&StatusModel::scanTextChanged, "scan"},
+                                            {&StatusModel::productVersionChanged, "product"},
+                                            {&StatusModel::engineVersionChanged, "engine"},
+                                            {&StatusModel::definitionsVersionChanged, "defs"},
+                                            {&StatusModel::serverChanged, "server"},
+                                            {&StatusModel::groupChanged, "group"},
+                                            {&StatusModel::connectedTimeChanged, "time"},
+                                            {&StatusModel::locationChanged, "location"},
+                                            {&StatusModel::policyNumberChanged, "policy"}})
+            m_log.watch(m_model, changed, name);
     }
 
     void cleanup() { delete m_model; }

@@ -1,3 +1,4 @@
+#include "SignalLog.h"
 #include "tray/InstallConfig.h"
 #include "tray/UpdateLauncher.h"
 
@@ -15,7 +16,7 @@ class TestUpdateLauncher final : public QObject
     Q_OBJECT
 
     QTemporaryDir m_dir;
-    QStringList m_events;
+    SignalLog m_log;
 
     QString path(const QString& name) const { return m_dir.filePath(name); }
 
@@ -37,14 +38,11 @@ class TestUpdateLauncher final : public QObject
 
     void watch(UpdateLauncher& launcher)
     {
-        connect(&launcher, &UpdateLauncher::availabilityChanged, this,
-                [this](bool can) { m_events << QStringLiteral("available=%1").arg(can); });
-        connect(&launcher, &UpdateLauncher::runningChanged, this,
-                [this](bool running) { m_events << QStringLiteral("running=%1").arg(running); });
-        connect(&launcher, &UpdateLauncher::finished, this,
-                [this](bool success) { m_events << QStringLiteral("finished=%1").arg(success); });
-        connect(&launcher, &UpdateLauncher::startFailed, this, [this] { m_events << "start failed"; });
-        connect(&launcher, &UpdateLauncher::runFailed, this, [this] { m_events << "run failed"; });
+        m_log.watch(&launcher, &UpdateLauncher::availabilityChanged, "available");
+        m_log.watch(&launcher, &UpdateLauncher::runningChanged, "running");
+        m_log.watch(&launcher, &UpdateLauncher::finished, "finished");
+        m_log.watch(&launcher, &UpdateLauncher::startFailed, "start failed");
+        m_log.watch(&launcher, &UpdateLauncher::runFailed, "run failed");
     }
 
 private slots:
@@ -54,7 +52,7 @@ private slots:
         writeFile("Calvorin.conf", "InstallDir = " + m_dir.path().toLocal8Bit() + "/install\n");
     }
 
-    void init() { m_events.clear(); }
+    void init() { m_log.take(); }
 
     void installDirectory_data()
     {
@@ -142,10 +140,10 @@ private slots:
         launcher.setAllowed(true);
         launcher.launch();
         QVERIFY(QDir::setCurrent(previous));
-        const QStringList ran{"available=1", "available=0", "running=1",
-                              "running=0",   "available=1", "finished=1"};
-        const QStringList refused{"available=1", "available=0", "available=1", "start failed"};
-        QTRY_COMPARE(m_events, runs ? ran : refused);
+        const QStringList ran{"available=true", "available=false", "running=true",
+                              "running=false",  "available=true",  "finished=true"};
+        const QStringList refused{"available=true", "available=false", "available=true", "start failed"};
+        QTRY_COMPARE(m_log.lines(), runs ? ran : refused);
         QCOMPARE(QFile::exists(marker), runs);
         qputenv("WARDLET_CONFIG_FILE", path("Calvorin.conf").toLocal8Bit());
     }
@@ -162,7 +160,7 @@ private slots:
         watch(launcher);
         launcher.setAllowed(true);
         launcher.launch();
-        QTRY_VERIFY(m_events.contains("finished=1"));
+        QTRY_VERIFY(m_log.lines().contains("finished=true"));
         QCOMPARE(int(QDir(QStringLiteral("/proc/self/fd")).count()), descriptors);
         QFile streams(path("streams"));
         QVERIFY(streams.open(QIODevice::ReadOnly));
@@ -196,7 +194,8 @@ private slots:
         QFile::remove(path("install/calvorin_antivirus/qelnrwrap"));
         launcher.setAllowed(true);
         launcher.launch();
-        QTRY_COMPARE(m_events, (QStringList{"available=1", "available=0", "available=1", "start failed"}));
+        QTRY_COMPARE(m_log.lines(),
+                     (QStringList{"available=true", "available=false", "available=true", "start failed"}));
         QVERIFY(!launcher.isRunning());
     }
 };

@@ -43,7 +43,6 @@ AlertViewer::AlertViewer(QWidget* parent)
     connect(&m_presenter, &QTimer::timeout, this, &AlertViewer::present);
 
     languageChange();
-    updateView();
     resize(QSize(480, 360).expandedTo(minimumSizeHint()));
 }
 

@@ -22,6 +22,14 @@ ARTEFACTS = os.environ.get("WARDLET_ARTEFACTS", os.path.join(BUILD, "tests", "e2
 PYTHON = "/usr/bin/python3"  # Debian's, the one with pyatspi
 
 
+def executable(pid):
+    """The program a process runs, or None once it is gone: it may end between listing and looking."""
+    try:
+        return os.readlink(f"/proc/{pid}/exe")
+    except OSError:
+        return None
+
+
 def read_file(path):
     """The bytes of a file that may vanish meanwhile, as a process's files do; empty then."""
     try:
@@ -104,7 +112,7 @@ class DesktopTest(unittest.TestCase):
         """Starts a wardlet; it becomes self.wardlet unless one is running."""
         def others():  # what wardlet would take for a running copy of itself: the same executable
             return [pid for pid in pgrep("-U", str(os.getuid()), "wardlet") if pid not in self.pids
-                    and os.path.realpath(f"/proc/{pid}/exe") == os.path.realpath(argv[0])
+                    and executable(pid) == os.path.realpath(argv[0])
                     and self.suffix.encode() in read_file(f"/proc/{pid}/environ")]
         self.assertTrue(wait_until(lambda: not others(), 10),
                         f"processes {others()} run wardlet; it would take one for its running copy")

@@ -15,12 +15,9 @@ namespace Wire {
 
 inline QByteArray words(std::initializer_list<quint32> values)
 {
-    QByteArray bytes;
-    for (const quint32 value : values) {
-        char word[4];
-        qToBigEndian(value, word);
-        bytes.append(word, 4);
-    }
+    QByteArray bytes(int(values.size()) * 4, Qt::Uninitialized);
+    for (int i = 0; i < int(values.size()); ++i)
+        qToBigEndian(values.begin()[i], bytes.data() + 4 * i);
     return bytes;
 }
 
@@ -40,8 +37,7 @@ inline const unsigned char* bytes(const QByteArray& data)
     return reinterpret_cast<const unsigned char*>(data.constData());
 }
 
-// "service:sequence:body" for each complete frame in bytes, to compare with a list; a "!"
-// in front when the reserved word, the service word or the parameter is not 0.
+// "service:sequence:body" per complete frame; "!" in front when header words 0 or 2 are not 0.
 inline QStringList frames(const QByteArray& data)
 {
     QStringList frames;
@@ -61,16 +57,14 @@ inline QStringList frames(const QByteArray& data)
     return frames;
 }
 
-// A stand-in daemon on a channel's abstract address: accepts the program's connection,
-// collects what it writes and writes back.
+// A stand-in daemon on a channel's address, collecting what the program writes to it.
 class Peer
 {
 public:
-    explicit Peer(Channel channel, socklen_t addressLength = ChannelAddress::Length)
+    explicit Peer(Channel channel)
     {
-        m_listener = ::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
         const sockaddr_un address = ChannelAddress::address(ChannelAddress::name(channel));
-        ::bind(m_listener, reinterpret_cast<const sockaddr*>(&address), addressLength);
+        ::bind(m_listener, reinterpret_cast<const sockaddr*>(&address), ChannelAddress::Length);
         ::listen(m_listener, 4);
     }
     ~Peer()
@@ -79,18 +73,13 @@ public:
         ::close(m_listener);
     }
 
-    bool accept(int timeoutMs = 3000)
+    // Drops the connection it had, if any, and waits for the next.
+    bool accept()
     {
-        return QTest::qWaitFor(
-            [this] {
-                const int fd = ::accept4(m_listener, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
-                if (fd != -1) {
-                    drop();
-                    m_fd = fd;
-                }
-                return fd != -1;
-            },
-            timeoutMs);
+        drop();
+        return QTest::qWaitFor([this] {
+            return (m_fd = ::accept4(m_listener, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC)) != -1;
+        });
     }
     void drop()
     {
@@ -98,10 +87,6 @@ public:
             ::close(m_fd);
         m_fd = -1;
         m_received.clear();
-    }
-    void send(const QByteArray& data)
-    {
-        QCOMPARE(::write(m_fd, data.constData(), size_t(data.size())), data.size());
     }
     QStringList frames()
     {
@@ -114,17 +99,12 @@ public:
     // Waits until the program wrote count frames on this connection, and returns them.
     QStringList waitForFrames(int count)
     {
-        static_cast<void>(QTest::qWaitFor([&] { return frames().size() >= count; }, 3000));
+        static_cast<void>(QTest::qWaitFor([&] { return frames().size() >= count; }));
         return frames();
-    }
-    void forget()
-    {
-        frames();
-        m_received.clear();
     }
 
 private:
-    int m_listener = -1;
+    int m_listener = ::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
     int m_fd = -1;
     QByteArray m_received;
 };

@@ -13,8 +13,7 @@ using Wire::Peer;
 
 namespace {
 
-// What the program asks when it connects: the scan daemon in the "C" locale, then the
-// management client, on one numbering.
+// What the program asks each daemon, on one numbering; the scan daemon in the "C" locale.
 QStringList scanDaemonRequests(int first)
 {
     return {QStringLiteral("2:%1:000000010000000243 00").arg(first).remove(' '),
@@ -43,145 +42,92 @@ class TestChannelSupervisor final : public QObject
 private slots:
     void init() { failOnUnexpectedWarnings(); }
 
-    void requestsGoOutOnConnect()
+    // Asked at every retry for the other daemon and on a refresh. Only the scan daemon hears of a
+    // success while away; the management client hears every result, but only while it is there.
+    void requestsAndUpdateResults()
     {
         Peer scanDaemon(Channel::ScanDaemon);
-        Peer management(Channel::Management);
-        ChannelSupervisor channels;
-        channels.start();
-        QVERIFY(scanDaemon.accept() && management.accept());
-        QCOMPARE(scanDaemon.waitForFrames(3), scanDaemonRequests(1));
-        QCOMPARE(management.waitForFrames(5), managementRequests(4));
-
-        // Both up: a refresh asks both again, a second later.
-        scanDaemon.forget();
-        management.forget();
-        channels.refreshSoon();
-        QCOMPARE(scanDaemon.waitForFrames(3), scanDaemonRequests(9));
-        QCOMPARE(management.waitForFrames(5), managementRequests(12));
-    }
-
-    void downChannelIsRetriedAndTheOtherAskedAgain()
-    {
-        Peer scanDaemon(Channel::ScanDaemon);
-        ChannelSupervisor channels;
-        channels.start();
-        QVERIFY(scanDaemon.accept());
-        QCOMPARE(scanDaemon.waitForFrames(6), scanDaemonRequests(1) + scanDaemonRequests(4));
-
-        Peer management(Channel::Management);
-        QVERIFY(management.accept());
-        QVERIFY(management.waitForFrames(5).size() == 5);
-        QVERIFY(channels.isUp(Channel::Management));
-    }
-
-    void lostChannelIsReportedAndReconnected()
-    {
-        Peer scanDaemon(Channel::ScanDaemon);
-        Peer management(Channel::Management);
         ChannelSupervisor channels;
         QSignalSpy lost(&channels, &ChannelSupervisor::channelLost);
         channels.start();
-        QVERIFY(scanDaemon.accept() && management.accept());
-        management.waitForFrames(5);
+        QVERIFY(scanDaemon.accept());
+        QCOMPARE(scanDaemon.waitForFrames(6), scanDaemonRequests(1) + scanDaemonRequests(4));
+        Peer management(Channel::Management);
+        QVERIFY(management.accept());
+        QCOMPARE(management.waitForFrames(5), managementRequests(10));
+        channels.reportUpdateResult(true);
+        channels.reportUpdateResult(false);
+        QCOMPARE(management.waitForFrames(7).mid(5),
+                 (QStringList{"3:16:0000002d00000000", "3:17:0000002d00000001"}));
+        QCOMPARE(scanDaemon.waitForFrames(10).mid(6), (scanDaemonRequests(7) << "2:15:00000009"));
+
+        channels.refreshSoon();
+        QCOMPARE(scanDaemon.waitForFrames(13).mid(10), scanDaemonRequests(18));
+        QCOMPARE(management.waitForFrames(12).mid(7), managementRequests(21));
 
         scanDaemon.drop();
         QVERIFY(lost.wait());
-        QCOMPARE(lost.takeFirst().at(0).value<Channel>(), Channel::ScanDaemon);
-        QVERIFY(!channels.isUp(Channel::ScanDaemon));
-        // A success reported meanwhile reaches the scan daemon once it is back.
-        channels.reportUpdateResult(true);
-        QVERIFY(scanDaemon.accept());
-        QCOMPARE(scanDaemon.waitForFrames(4), QStringList{"2:9:00000009"} + scanDaemonRequests(11));
-        QVERIFY(lost.isEmpty());
-    }
-
-    void updateResults()
-    {
-        Peer scanDaemon(Channel::ScanDaemon);
-        Peer management(Channel::Management);
-        ChannelSupervisor channels;
-        channels.start();
-        QVERIFY(scanDaemon.accept() && management.accept());
-        scanDaemon.waitForFrames(3);
-        management.waitForFrames(5);
-        scanDaemon.forget();
-        management.forget();
-
-        channels.reportUpdateResult(true);
-        channels.reportUpdateResult(false);
-        QCOMPARE(management.waitForFrames(2),
-                 (QStringList{"3:10:0000002d00000000", "3:11:0000002d00000001"}));
-        QCOMPARE(scanDaemon.frames(), QStringList{"2:9:00000009"});
-
+        QVERIFY(!channels.isUp(Channel::ScanDaemon) && channels.isUp(Channel::Management));
         management.drop();
-        QTRY_VERIFY(!channels.isUp(Channel::Management));
-        channels.reportUpdateResult(false);
-        QVERIFY(management.accept());
-        QCOMPARE(management.waitForFrames(5), managementRequests(15));
+        QVERIFY(lost.wait());
+        channels.reportUpdateResult(true);
+        QVERIFY(scanDaemon.accept() && management.accept());
+        QCOMPARE(scanDaemon.waitForFrames(4), QStringList{"2:26:00000009"} + scanDaemonRequests(27));
+        QCOMPARE(management.waitForFrames(5), managementRequests(30));
+        QCOMPARE(lost.size(), 2);
+        QCOMPARE(lost.at(0).at(0).value<Channel>(), Channel::ScanDaemon);
+        QCOMPARE(lost.at(1).at(0).value<Channel>(), Channel::Management);
     }
 
-    // Another user took the scan daemon's name while it was away: refused at every retry but
-    // logged once a window, and the real daemon is taken as soon as it is back.
-    void strangersSocketIsRefused()
+    // Root runs the daemons; the user's own process is believed only beside test daemons, another
+    // user's never: refused at every retry, logged once a window, until the daemon is back.
+    void onlyTheDaemonIsBelieved_data()
     {
-        if (::getuid() != 0)
-            QSKIP("playing another user needs root");
-        std::optional<Peer> stranger;
-        QCOMPARE(::seteuid(65534), 0); // what it listens on belongs to "nobody"
-        stranger.emplace(Channel::ScanDaemon);
-        QCOMPARE(::seteuid(0), 0);
+        QTest::addColumn<bool>("suffix");
+        QTest::addColumn<bool>("stranger");
+        QTest::newRow("own, suffix set") << true << false;
+        QTest::newRow("own, no suffix") << false << false;
+        QTest::newRow("another user's") << true << true;
+    }
 
-        QTest::ignoreMessage(QtWarningMsg, refused);
+    void onlyTheDaemonIsBelieved()
+    {
+        QFETCH(bool, suffix);
+        QFETCH(bool, stranger);
+        const bool root = ::getuid() == 0;
+        if (stranger && !root)
+            QSKIP("playing another user needs root");
+        const QByteArray previousSuffix = qgetenv("WARDLET_SOCKET_SUFFIX");
+        // Root listens as "nobody" (and runs the program so, unless it meets a stranger).
+        QVERIFY(!root || ::setresuid(65534, 65534, 0) == 0);
+        const auto restore = qScopeGuard([&] {
+            qputenv("WARDLET_SOCKET_SUFFIX", previousSuffix);
+            if (root)
+                static_cast<void>(::setresuid(0, 0, 0));
+        });
+        if (!suffix)
+            qunsetenv("WARDLET_SOCKET_SUFFIX");
+        std::optional<Peer> peer(std::in_place, Channel::ScanDaemon);
+        QVERIFY(!stranger || ::setresuid(0, 0, 0) == 0);
+        if (stranger || !suffix)
+            QTest::ignoreMessage(QtWarningMsg, refused);
         ChannelSupervisor channels;
         QSignalSpy held(&channels, &ChannelSupervisor::heldByStrangerChanged);
         channels.start();
-        QVERIFY(stranger->accept() && stranger->accept());
-        QVERIFY(!channels.isUp(Channel::ScanDaemon));
+        QVERIFY(peer->accept());
+        QCOMPARE(channels.isUp(Channel::ScanDaemon), suffix && !stranger);
+        if (!stranger)
+            return;
+        QVERIFY(peer->accept());
         // The second refusal is told when the supervisor ends.
         QTest::ignoreMessage(QtWarningMsg, refused);
-
-        stranger.reset();
+        peer.reset();
         Peer scanDaemon(Channel::ScanDaemon);
         QVERIFY(scanDaemon.accept());
         QVERIFY(channels.isUp(Channel::ScanDaemon));
         QCOMPARE(held.size(), 2);
         QCOMPARE(held.at(0), (QVariantList{QVariant::fromValue(Channel::ScanDaemon), true}));
         QCOMPARE(held.at(1), (QVariantList{QVariant::fromValue(Channel::ScanDaemon), false}));
-    }
-
-    // The daemons run as root. A process of the user's own is believed only beside test
-    // daemons (a socket suffix set): otherwise any sandboxed program of the user could play one.
-    void ownDaemonIsTakenOnlyBesideTestDaemons_data()
-    {
-        QTest::addColumn<bool>("suffix");
-        QTest::newRow("suffix set") << true;
-        QTest::newRow("no suffix") << false;
-    }
-
-    void ownDaemonIsTakenOnlyBesideTestDaemons()
-    {
-        QFETCH(bool, suffix);
-        const QByteArray previousSuffix = qgetenv("WARDLET_SOCKET_SUFFIX");
-        if (!suffix) {
-            qunsetenv("WARDLET_SOCKET_SUFFIX");
-            QTest::ignoreMessage(QtWarningMsg, refused);
-        }
-        const auto restore
-            = qScopeGuard([previousSuffix] { qputenv("WARDLET_SOCKET_SUFFIX", previousSuffix); });
-        const bool root = ::getuid() == 0;
-        // Root becomes "nobody" for this test, keeping root as the saved user to come back to.
-        if (root)
-            QCOMPARE(::setresuid(65534, 65534, 0), 0);
-        const auto back = qScopeGuard([root] {
-            if (root)
-                static_cast<void>(::setresuid(0, 0, 0));
-        });
-        Peer scanDaemon(Channel::ScanDaemon);
-        ChannelSupervisor channels;
-        channels.start();
-        QVERIFY(scanDaemon.accept());
-        QCOMPARE(channels.isUp(Channel::ScanDaemon), suffix);
     }
 };
 

@@ -13,8 +13,7 @@ class TestLogThrottle final : public QObject
 private slots:
     void init() { failOnUnexpectedWarnings(); }
 
-    // However often it happens, a window holds one line, with the count it stands for; the
-    // first is not held back, and the last is not lost when the program ends.
+    // A window holds one line with its count; the first is not held back, the last not lost.
     void oneLineAWindow()
     {
         LogThrottle throttle(lcTest(), "dropped %d thing(s)", 200);

@@ -50,19 +50,16 @@ private slots:
             << words({34, 0, 1, 1300000000}) + server << QStringList{"time=0"};
         QTest::newRow("connected time, no server")
             << words({34, 1, 1, 1300000000, 0}) << QStringList{"time=0"};
-        QTest::newRow("connected time, never") << words({34, 1, 1, 0}) + server << QStringList{"time=0"};
+        // The policy number is Latin-1, counted with its terminating zero; a group keeps every byte.
         QTest::newRow("policy number")
-            << words({24, 1, 5}) + QByteArray("ABCD\0", 5) << QStringList{"policy=ABCD"};
-        QTest::newRow("policy number, Latin-1")
-            << words({24, 1, 2}) + QByteArray("\xe9\0", 2) << QStringList{"policy=\u00e9"};
-        QTest::newRow("group keeps every byte") << words({26, 1, 5}) + QByteArray("ABCD\0", 5)
-                                                << QStringList{QStringLiteral("group=ABCD") + QChar(0)};
-        QTest::newRow("group in UTF-8")
-            << words({26, 1, 7}) + "Z\xc3\xbcrich" << QStringList{"group=Z\u00fcrich"};
+            << words({24, 1, 4}) + QByteArray("AB\xe9\0", 4) << QStringList{"policy=AB\u00e9"};
+        QTest::newRow("group") << words({26, 1, 8}) + QByteArray("Z\xc3\xbcrich\0", 8)
+                               << QStringList{QStringLiteral("group=Z\u00fcrich") + QChar(0)};
         QTest::newRow("location in UTF-8")
             << words({28, 1, 3}) + "\xe2\x82\xac" << QStringList{"location=\u20ac"};
         QTest::newRow("location absent") << words({28, 0, 99}) << QStringList{"location="};
         QTest::newRow("group text past the end") << words({26, 1, 9}) + "abc" << QStringList();
+        QTest::newRow("group, negative count") << words({26, 1, quint32(-1)}) + "abc" << QStringList();
         QTest::newRow("group cut short") << words({26, 1}) << QStringList();
         QTest::newRow("unknown id") << words({33, 1, 1, 1, 0}) << QStringList();
     }

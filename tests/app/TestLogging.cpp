@@ -20,10 +20,9 @@ private slots:
         QTest::newRow("info") << int(QtInfoMsg) << "été" << LOG_INFO << QByteArray("\xc3\xa9t\xc3\xa9");
         QTest::newRow("controls") << int(QtWarningMsg) << "a\nb\x1b[2Jc\td\x7f\u0085" << LOG_WARNING
                                   << QByteArray("a b [2Jc d  ");
-        QTest::newRow("long") << int(QtCriticalMsg) << QString(5000, QLatin1Char('x')) << LOG_ERR
+        QTest::newRow("long") << int(QtCriticalMsg) << QString(5000, u'x') << LOG_ERR
                               << QByteArray(1024, 'x');
-        QTest::newRow("pair cut") << int(QtFatalMsg)
-                                  << QString(1023, QLatin1Char('x')) + QString::fromUtf8("\U0001F600")
+        QTest::newRow("pair cut") << int(QtFatalMsg) << QString(1023, u'x') + QString::fromUtf8("\U0001F600")
                                   << LOG_CRIT << QByteArray(1023, 'x');
     }
 

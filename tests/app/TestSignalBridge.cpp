@@ -23,10 +23,9 @@ private slots:
 
         // A peer gone while we write to it costs an error, not the process.
         ::raise(SIGPIPE);
-        for (const int quit : {SIGINT, SIGTERM}) {
-            ::raise(quit);
-            QVERIFY(quits.wait());
-        }
+        // SIGTERM is left to the end-to-end test, where the real program must exit on it.
+        ::raise(SIGINT);
+        QVERIFY(quits.wait());
         QCOMPARE(wakeUps.count(), 1);
     }
 };

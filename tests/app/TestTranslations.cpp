@@ -5,6 +5,7 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 class TestTranslations final : public QObject
@@ -16,51 +17,40 @@ private slots:
     // have written: the directory may be a shared one such as /tmp.
     void localFileMustBeTrusted_data()
     {
-        QTest::addColumn<QString>("setUp");
-        QTest::addColumn<QString>("caption");
-        QTest::newRow("own, read-only for others") << "own"
-                                                   << "Programm:";
-        QTest::newRow("without .qm") << "bare"
-                                     << "Programm:";
-        QTest::newRow("another user's") << "foreign"
-                                        << "Program:";
-        QTest::newRow("writable by the group") << "group-writable"
-                                               << "Program:";
-        QTest::newRow("writable by anyone") << "world-writable"
-                                            << "Program:";
-        QTest::newRow("a link to a good file") << "link"
-                                               << "Program:";
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<int>("mode");
+        QTest::addColumn<uint>("owner");
+        QTest::addColumn<bool>("taken");
+        const uint me = ::getuid();
+        // The test runs under the C locale, whose language is called "C".
+        QTest::newRow("own, read-only for others") << "wardlet_C.qm" << 0644 << me << true;
+        QTest::newRow("without .qm") << "wardlet_C" << 0644 << me << true;
+        QTest::newRow("another user's") << "wardlet_C.qm" << 0644 << 65534u << false;
+        QTest::newRow("writable by the group") << "wardlet_C.qm" << 0664 << me << false;
+        QTest::newRow("writable by anyone") << "wardlet_C.qm" << 0646 << me << false;
+        QTest::newRow("a link to a good file") << "link" << 0644 << me << false;
     }
 
     void localFileMustBeTrusted()
     {
-        QFETCH(QString, setUp);
-        QFETCH(QString, caption);
+        QFETCH(QString, name);
+        QFETCH(int, mode);
+        QFETCH(uint, owner);
+        QFETCH(bool, taken);
         QTemporaryDir dir;
-        const QString german = QStringLiteral(TRANSLATIONS_DIR "/wardlet_de.qm");
-        // The test runs under the C locale, whose language is called "C".
-        const QString file = dir.filePath(setUp == "bare" ? "wardlet_C" : "wardlet_C.qm");
-        if (setUp == "link") {
-            QVERIFY(QFile::copy(german, dir.filePath("good.qm")));
-            QVERIFY(QFile::link(dir.filePath("good.qm"), file));
-        } else {
-            QVERIFY(QFile::copy(german, file));
-            QFile::Permissions permissions = QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther;
-            if (setUp == "group-writable")
-                permissions |= QFile::WriteGroup;
-            if (setUp == "world-writable")
-                permissions |= QFile::WriteOther;
-            QVERIFY(QFile::setPermissions(file, permissions));
-            if (setUp == "foreign")
-                QCOMPARE(::chown(QFile::encodeName(file).constData(), 65534, 65534), 0);
-        }
-        const QString previous = QDir::currentPath();
+        const QString good = dir.filePath("good.qm");
+        QVERIFY(QFile::copy(QStringLiteral(TRANSLATIONS_DIR "/wardlet_de.qm"), good));
+        QCOMPARE(::chmod(QFile::encodeName(good).constData(), mode_t(mode)), 0);
+        QCOMPARE(::chown(QFile::encodeName(good).constData(), owner, gid_t(-1)), 0);
+        if (name == "link")
+            QVERIFY(QFile::link(good, dir.filePath("wardlet_C.qm")));
+        else
+            QVERIFY(QFile::rename(good, dir.filePath(name)));
         QVERIFY(QDir::setCurrent(dir.path()));
         {
             const Translations translations;
-            QCOMPARE(QCoreApplication::translate("MainView", "Program:"), caption);
+            QCOMPARE(QCoreApplication::translate("MainView", "Program:"), taken ? "Programm:" : "Program:");
         }
-        QVERIFY(QDir::setCurrent(previous));
         QCOMPARE(QCoreApplication::translate("MainView", "Program:"), QStringLiteral("Program:"));
     }
 };

@@ -22,7 +22,7 @@ class Signals(DesktopTest):
         self.assertCountEqual([f.name for f in self.sim.frames(mark)], STATUS_REQUESTS)
         self.assertFalse(self.windows("Trevanta"), "a window opened")
 
-        # SIGINT takes the same way through the signal bridge, whose unit test covers both.
+        # SIGINT takes the same way through the signal bridge, whose unit test covers it.
         self.wardlet.send_signal(signal.SIGTERM)
         self.assertEqual(exit_status(self.wardlet, 2), 0)
 

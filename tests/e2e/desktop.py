@@ -1,10 +1,10 @@
 """The end-to-end tests' base class. DesktopTest.setUp starts a private desktop (tools/desktop)
 with the accessibility bus and the daemon simulator; a test then starts wardlet and reads back
 what a user would see: the tray icon's pixels, windows by title, their widgets. Everything
-started is gone when the test ends.
-"""
+started is gone when the test ends."""
 
 import ctypes
+import functools
 import json
 import os
 import shutil
@@ -20,14 +20,6 @@ from private_desktop import (BUILD, HOME, ICON, KVS_REQUESTS, ROOT, STATUS_REQUE
 
 ARTEFACTS = os.environ.get("WARDLET_ARTEFACTS", os.path.join(BUILD, "tests", "e2e-artefacts"))
 PYTHON = "/usr/bin/python3"  # Debian's, the one with pyatspi
-
-
-def executable(pid):
-    """The program a process runs, or None once it is gone: it may end between listing and looking."""
-    try:
-        return os.readlink(f"/proc/{pid}/exe")
-    except OSError:
-        return None
 
 
 def read_file(path):
@@ -46,6 +38,21 @@ def exit_status(process, timeout):
         return f"still running {timeout} s later"
 
 
+@functools.cache
+def xpm_rgba(name):
+    """A tray picture as 8-bit RGBA samples."""
+    return subprocess.run(["/usr/bin/convert", os.path.join(ROOT, "images", f"tray_{name}.xpm"), "-depth", "8",
+                           "rgba:-"], check=True, capture_output=True).stdout
+
+
+def executable(pid):
+    """The program a process runs, or None once it is gone: it may end between listing and looking."""
+    try:
+        return os.readlink(f"/proc/{pid}/exe")
+    except OSError:
+        return None
+
+
 def wake_up_file(pid):
     """The file by which a second start asks copy pid to show itself."""
     return os.path.join(HOME, f".wardletNotify{pid}")
@@ -54,16 +61,10 @@ def wake_up_file(pid):
 class DesktopTest(unittest.TestCase):
     """A test on a fresh desktop of its own; self.sim is the daemon simulator, self.wardlet the program."""
 
-    _pictures = None
     TRAY_AT_START = True
 
     def setUp(self):
-        self.prepare()
-        self.start_x11_desktop()
-        self.start_simulator()
-
-    def prepare(self):
-        """Artefacts, a scratch directory and a desktop with an environment of the test's own."""
+        """Artefacts, a scratch directory, a desktop with an environment of the test's own, the simulator."""
         self.enterContext(program_turn())  # runs from other build trees wait their turn
         self.addCleanup(end_orphans)
         self.artefacts = os.path.join(ARTEFACTS, self._testMethodName)
@@ -74,36 +75,27 @@ class DesktopTest(unittest.TestCase):
         self.desktop = Desktop(self.tmp, self.addCleanup, self.artefacts)  # later processes end first
         self.env = self.desktop.env
         self.env["LC_ALL"] = "C"
-        self.settings_file = os.path.join(self.tmp, "config", "trevanta.example", "wardlet.conf")
-        os.makedirs(os.path.dirname(self.settings_file))
         self.suffix = "-" + os.path.basename(self.tmp)  # names this test's daemon sockets
         self.wardlet, self.pids = None, []
         # A copy that ends before it read its wake-up file leaves it behind. Registered before any
         # process starts, this runs once all have ended.
         self.addCleanup(lambda: [os.remove(f) for f in map(wake_up_file, self.pids) if os.path.exists(f)])
+        self.start_desktop()
+        self.sim = self.desktop.start_simulator(self.suffix, os.path.join(self.artefacts, "simulator.log"))
 
-    def start_x11_desktop(self):
+    def start_desktop(self):
         """An X display, a tray unless the test wants it later, a session bus and the accessibility bus."""
         self.desktop.start_x11()
         if self.TRAY_AT_START:
-            self.start_trayer()
-        self.start_session_bus()
+            self.desktop.start_trayer()
+        self.env.update(self.desktop.start_session_bus())
         self.spawn(["/usr/libexec/at-spi-bus-launcher", "--launch-immediately"], "at-spi")
         self.assertTrue(wait_until(lambda: "boolean true" in self.run_tool(
             "dbus-send", "--session", "--print-reply", "--dest=org.freedesktop.DBus", "/org/freedesktop/DBus",
             "org.freedesktop.DBus.NameHasOwner", "string:org.a11y.Bus"), 10), "no accessibility bus")
 
-    def start_session_bus(self):
-        self.env.update(self.desktop.start_session_bus())
-
-    def start_simulator(self):
-        self.sim = self.desktop.start_simulator(self.suffix, os.path.join(self.artefacts, "simulator.log"))
-
     def tearDown(self):
         self.screenshot("last")
-
-    def start_trayer(self):
-        return self.desktop.start_trayer()
 
     def spawn(self, argv, log_name, **options):
         return self.desktop.spawn(argv, log_name, **options)
@@ -146,15 +138,12 @@ class DesktopTest(unittest.TestCase):
         icons = self.tray_icons()
         if not icons:
             return None
-        if DesktopTest._pictures is None:
-            DesktopTest._pictures = {name: subprocess.run(
-                ["/usr/bin/convert", os.path.join(ROOT, "images", f"tray_{name}.xpm"), "-depth", "8", "rgba:-"],
-                check=True, capture_output=True).stdout for name in ("shield", "green", "red", "yellow", "grey")}
         x, y = icons[0]
         shown = subprocess.run(["/usr/bin/import", "-window", "root", "-crop", f"{ICON}x{ICON}+{x}+{y}",
                                 "-depth", "8", "rgb:-"], env=self.env, capture_output=True).stdout
         # Transparent pixels show the panel, so only the picture's opaque ones count.
-        for name, rgba in DesktopTest._pictures.items():
+        for name in ("shield", "green", "red", "yellow", "grey"):
+            rgba = xpm_rgba(name)
             if all(not rgba[4 * i + 3] or rgba[4 * i:4 * i + 3] == shown[3 * i:3 * i + 3] for i in range(ICON * ICON)):
                 return name
         return "unknown"
@@ -166,7 +155,6 @@ class DesktopTest(unittest.TestCase):
         self.assertEqual(seen[-1], name, f"the tray icon's picture when {state}")
 
     def menu(self, key):
-        """Opens the tray menu with a right click on the icon and picks the item by its mnemonic."""
         # A freshly embedded icon may still move while the panel makes room for it, and a click
         # that lands before it settled opens nothing: click where the painted icon is now.
         self.assertTrue(wait_until(lambda: self.picture() not in (None, "unknown"), 5, 0.1), "no painted tray icon")
@@ -183,21 +171,13 @@ class DesktopTest(unittest.TestCase):
     def close_window(self, window):
         """Asks a window to close, as a window manager's close button does (WM_DELETE_WINDOW)."""
         x11 = ctypes.CDLL("libX11.so.6")
-        x11.XOpenDisplay.restype, x11.XOpenDisplay.argtypes = ctypes.c_void_p, [ctypes.c_char_p]
-        x11.XInternAtom.restype = ctypes.c_ulong
-        x11.XInternAtom.argtypes = [ctypes.c_void_p, ctypes.c_char_p, ctypes.c_int]
-        x11.XSendEvent.argtypes = [ctypes.c_void_p, ctypes.c_ulong, ctypes.c_int, ctypes.c_long, ctypes.c_void_p]
-        x11.XCloseDisplay.argtypes = [ctypes.c_void_p]
-
-        class ClientMessage(ctypes.Structure):  # padded to the size of an XEvent
-            _fields_ = [("type", ctypes.c_int), ("serial", ctypes.c_ulong), ("send_event", ctypes.c_int),
-                        ("display", ctypes.c_void_p), ("window", ctypes.c_ulong), ("message_type", ctypes.c_ulong),
-                        ("format", ctypes.c_int), ("data", ctypes.c_long * 5), ("pad", ctypes.c_long * 16)]
+        x11.XOpenDisplay.restype = ctypes.POINTER(ctypes.c_void_p)  # false when null, passed on as a pointer
         display = x11.XOpenDisplay(self.env["DISPLAY"].encode()) or self.fail("cannot open the display")
-        event = ClientMessage(type=33, window=int(window),
-                              message_type=x11.XInternAtom(display, b"WM_PROTOCOLS", 0), format=32)
-        event.data[0] = x11.XInternAtom(display, b"WM_DELETE_WINDOW", 0)
-        x11.XSendEvent(display, int(window), 0, 0, ctypes.byref(event))
+        protocols, delete = (x11.XInternAtom(display, name, 0) for name in (b"WM_PROTOCOLS", b"WM_DELETE_WINDOW"))
+        # A ClientMessage as an XEvent's 24 longs on x86-64: type, serial, send_event, display, window,
+        # message_type, format, then its data.
+        event = (ctypes.c_long * 24)(33, 0, 0, 0, int(window), protocols, 32, delete)
+        x11.XSendEvent(display, ctypes.c_ulong(int(window)), 0, ctypes.c_long(0), event)
         x11.XCloseDisplay(display)
 
     def wait_gone(self, title, timeout=3):

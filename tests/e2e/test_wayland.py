@@ -1,16 +1,15 @@
 """A native Wayland client: sway without a screen, swaybar as the tray, no X server at all."""
 
 import glob
-import json
 import os
 import re
 import subprocess
 import unittest
 
-from gi.repository import Gio, GLib
+from gi.repository import GLib
 
-import test_status_notifier as sni
-from desktop import DesktopTest, exit_status, read_file, wait_until
+from desktop import DesktopTest, exit_status, read_file, wait_until, xpm_rgba
+from test_status_notifier import StatusNotifierBus
 
 NOBODY = ["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"]  # sway refuses root
 # A 26 px bar with 2 px around tray icons draws them at 22 px: the item's own picture, unscaled.
@@ -23,59 +22,45 @@ bar {
     tray_output *
 }
 """
-BAR = (1280, 26)
 ALERT = r'alert now "Threat ~N found" N=Test-File'
 WARNING = re.compile(r"activat|position|geometry|move|does not support", re.I)
 
 
-class Wayland(DesktopTest):
-    call, watcher, item = sni.StatusNotifier.call, sni.StatusNotifier.watcher, sni.StatusNotifier.item
-
-    def setUp(self):
-        self.prepare()
+class Wayland(StatusNotifierBus, DesktopTest):
+    def start_desktop(self):
         os.chmod(self.tmp, 0o711)  # sway's user reaches its own directory and the bus inside
         sway_runtime = os.path.join(self.tmp, "sway")
         os.mkdir(sway_runtime, 0o700)
         os.chown(sway_runtime, 65534, 65534)
-        self.start_session_bus()
+        self.env.update(self.desktop.start_session_bus())
         with open(os.path.join(self.tmp, "sway.conf"), "w") as conf:
             conf.write(SWAY)
         self.ipc = os.path.join(sway_runtime, "ipc.sock")
         self.spawn(NOBODY + ["sway", "-c", conf.name], "sway", env=dict(
             self.env, XDG_RUNTIME_DIR=sway_runtime, SWAYSOCK=self.ipc, WLR_BACKENDS="headless",
             WLR_RENDERER="pixman", WLR_LIBINPUT_NO_DEVICES="1"))
-        self.bus = Gio.DBusConnection.new_for_address_sync(
-            self.env["DBUS_SESSION_BUS_ADDRESS"],
-            Gio.DBusConnectionFlags.AUTHENTICATION_CLIENT | Gio.DBusConnectionFlags.MESSAGE_BUS_CONNECTION)
-        self.addCleanup(self.bus.close_sync)
+        self.open_bus()
         self.assertTrue(wait_until(lambda: self.watcher("IsStatusNotifierHostRegistered"), 10), "no swaybar")
         # No QT_QPA_PLATFORM: with no X display the program takes Wayland by itself.
         self.env.update(WAYLAND_DISPLAY=glob.glob(sway_runtime + "/wayland-?")[0])
-
-        self.start_simulator()
 
     def screenshot(self, name):
         subprocess.run(["grim", os.path.join(self.artefacts, name + ".png")], env=self.env)
 
     def bar_shows(self, picture):
         """Whether the tray picture appears in the bar, pixel for pixel where it is opaque."""
-        path = os.path.join(self.artefacts, "bar.ppm")
-        subprocess.run(["grim", "-t", "ppm", "-g", "0,0 {}x{}".format(*BAR), path], env=self.env)
-        ppm = read_file(path)
-        shown, rgba, (width, height) = ppm[-3 * BAR[0] * BAR[1]:], sni.xpm_rgba(picture), BAR
+        width, height, rgba = 1280, 26, xpm_rgba(picture)
+        shown = subprocess.run(["grim", "-t", "ppm", "-g", f"0,0 {width}x{height}", "-"], env=self.env,
+                               capture_output=True).stdout[-3 * width * height:]
         return any(all(not rgba[4 * i + 3] or rgba[4 * i:4 * i + 3] == shown[3 * o:3 * o + 3]
                        for i, o in ((i, (y + i // 22) * width + x + i % 22) for i in range(22 * 22)))
                    for y in range(height - 21) for x in range(width - 21))
 
-    def windows(self, title=None):
-        """Titles of the windows sway shows for self.wardlet."""
-        def walk(node):
-            yield node
-            for child in node.get("nodes", []) + node.get("floating_nodes", []):
-                yield from walk(child)
-        tree = subprocess.run(["swaymsg", "-s", self.ipc, "-t", "get_tree"], capture_output=True, text=True).stdout
-        return [node["name"] for node in walk(json.loads(tree or "{}"))
-                if node.get("pid") == self.wardlet.pid and title in (None, node["name"])]
+    def windows(self, title):
+        """[title] while sway shows a window of self.wardlet so titled, else []."""
+        criteria = f'[pid={self.wardlet.pid} title="^{re.escape(title)}$"]'
+        run = subprocess.run(["swaymsg", "-s", self.ipc, criteria, "nop"], capture_output=True)
+        return [title] if run.returncode == 0 else []
 
     def start_second(self, token):
         self.assertEqual(exit_status(self.start_wardlet(log_name=token, XDG_ACTIVATION_TOKEN=token), 3), 0)
@@ -97,7 +82,6 @@ class Wayland(DesktopTest):
         self.wait_window("Trevanta")
         self.sim.send(ALERT)
         self.wait_window("Mireval - Alert 1 of 1")
-        self.screenshot("screen")
 
         self.start_second("wardlet-e2e-open")  # the window is open: it is brought forward
         subprocess.run(["swaymsg", "-s", self.ipc, f'[pid={first.pid} title="^Trevanta$"] kill'], check=True,

@@ -20,12 +20,6 @@ def window(pid, title):
             return next((child for child in application if child.name == title), None)
 
 
-def descendants(node):
-    for child in node:
-        yield child
-        yield from descendants(child)
-
-
 def describe(node):
     box = node.queryComponent().getExtents(pyatspi.DESKTOP_COORDS)
     text = node.queryText() if node.getRoleName() == "text" else None
@@ -35,9 +29,10 @@ def describe(node):
 
 
 pid, title = int(sys.argv[1]), sys.argv[2]
-top = window(pid, title) or sys.exit(f'no shown window "{title}" in process {pid}')
+nodes = pyatspi.findAllDescendants(window(pid, title) or sys.exit(f'no shown window "{title}" in process {pid}'),
+                                   lambda node: True)
 if sys.argv[3:4] == ["--press"]:
-    next(node for node in descendants(top) if node.getRoleName() == "push button"
+    next(node for node in nodes if node.getRoleName() == "push button"
          and node.name == sys.argv[4]).queryAction().doAction(0)
 else:
-    print(json.dumps([describe(node) for node in descendants(top)]))
+    print(json.dumps([describe(node) for node in nodes]))

@@ -19,6 +19,16 @@ class TestProtectionNotice final : public NotificationTest
     Q_OBJECT
 
 private slots:
+    // A start without the daemons is a loss like any other.
+    void aLossFromTheStartIsTold()
+    {
+        NotificationServer server;
+        ProtectionNotice notice(
+            server, [] { return NotRunning; }, LossDelay);
+        notice.setUnprotected();
+        QTRY_COMPARE(m_stub->calls, QStringList{Told.arg(0) + NotRunning});
+    }
+
     void aLastingLossIsToldUntilProtectionReturns()
     {
         QString reason = NotRunning;

@@ -4,9 +4,12 @@
 #include "images/tray_shield.xpm"
 #include "images/tray_yellow.xpm"
 #include "tray/TrayIcon.h"
+#include "tray/XEmbedTrayWatcher.h"
 
 #include <QMenu>
+#include <QProcess>
 #include <QSettings>
+#include <QSocketNotifier>
 #include <QSystemTrayIcon>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -152,6 +155,25 @@ private slots:
         QTRY_VERIFY(tray.icon());
         QVERIFY(tray.icon()->isVisible());
         QCOMPARE(tray.icon()->icon().pixmap(22, 22).toImage(), QPixmap(tray_yellow_xpm).toImage());
+    }
+
+    // The tray watcher's X connection is its own, so a display that goes away (an X server under
+    // Wayland restarting) leaves the program running: the watcher must stop watching, not spin.
+    void aDisplayThatGoesAwayIsNoLongerWatched()
+    {
+        QProcess server;
+        server.start(QStringLiteral("Xvfb"),
+                     {QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-nolisten"),
+                      QStringLiteral("tcp")});
+        QTRY_VERIFY(server.canReadLine());
+        qputenv("DISPLAY", ':' + server.readLine().trimmed());
+        XEmbedTrayWatcher watcher;
+        QVERIFY(!watcher.isManagerPresent());
+        auto* notifier = watcher.findChild<QSocketNotifier*>();
+        QVERIFY(notifier && notifier->isEnabled());
+        server.kill();
+        server.waitForFinished();
+        QTRY_VERIFY(!notifier->isEnabled());
     }
 };
 

@@ -39,13 +39,17 @@ class SingleInstance(DesktopTest):
         window = self.wait_window("Trevanta")
         self.assertNotIn("kvs: connected", self.sim.lines(mark), "the second start connected")
 
-        # Open already, the window takes the keyboard focus back on the next start.
+        # Open already and covered, the window comes on top and takes the keyboard focus on the next start.
+        self.spawn(["xmessage", "-name", "cover", "-geometry", "2000x2000+0+0", "cover"], "cover")
+        self.assertTrue(wait_until(lambda: self.run_tool("xdotool", "search", "--onlyvisible", "--name", "^cover$"), 3))
         panel = self.run_tool("xdotool", "search", "--class", "trayer").split()[0]
         self.run_tool("xdotool", "windowfocus", "--sync", panel)
         launch, descriptors = "launcher-1234_TIME5678", os.listdir(f"/proc/{first.pid}/fd")
         self.assertEqual(exit_status(self.start_wardlet([program], log_name="third", DESKTOP_STARTUP_ID=launch), 3), 0)
         self.assertTrue(wait_until(lambda: self.run_tool("xdotool", "getwindowfocus").strip() == window, 3),
                         "the status window did not take the focus")
+        self.assertTrue(wait_until(lambda: (stacking := self.run_tool("xwininfo", "-root", "-children")).index(
+            f"{int(window):#x} ") < stacking.index('"cover"'), 3), "the status window stays covered")  # topmost first
         # The window manager decides on the focus by the launch's startup id.
         self.assertTrue(wait_until(lambda: f'"{launch}"' in self.run_tool("xprop", "-id", window, "_NET_STARTUP_ID"), 3),
                         "the status window does not carry the launch's startup id")

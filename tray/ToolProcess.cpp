@@ -13,11 +13,13 @@ extern char** environ;
 
 namespace {
 
-// Between fork and exec only async-signal-safe calls: the tool's descriptor stays open across
-// exec (a script's interpreter reads it as /dev/fd/N), the null device becomes its standard
-// streams, and a failed exec sends its errno up the pipe, which exec otherwise closes.
+// Between fork and exec only async-signal-safe calls: no descriptor the program inherited reaches
+// the tool, the tool's own stays open across exec (a script's interpreter reads it as /dev/fd/N),
+// the null device becomes its standard streams, and a failed exec sends its errno up the pipe,
+// which exec otherwise closes.
 [[noreturn]] void runChild(int fd, int null, int report, char* const argv[])
 {
+    ::close_range(3, ~0U, CLOSE_RANGE_CLOEXEC);
     ::fcntl(fd, F_SETFD, 0);
     for (int stream = 0; stream < 3; ++stream)
         ::dup2(null, stream);

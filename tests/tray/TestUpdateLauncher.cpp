@@ -8,6 +8,7 @@
 #include <QtTest>
 
 #include <csignal>
+#include <fcntl.h>
 #include <optional>
 #include <sys/wait.h>
 
@@ -101,12 +102,15 @@ private slots:
     {
         QFETCH(QString, setUp);
         QFETCH(QStringList, log);
-        installTool("echo $(readlink /proc/$$/fd/0 /proc/$$/fd/1 /proc/$$/fd/2) >'"
+        // The null device as its three streams, and nothing of the program's own parent.
+        installTool("echo $(readlink /proc/$$/fd/0 /proc/$$/fd/1 /proc/$$/fd/2)"
+                    " $(ls -l /proc/$$/fd | grep -c zero) >'"
                     + path("ran").toLocal8Bit() + "'\n");
         QVERIFY(QDir::setCurrent(m_dir->path()));
         QCOMPARE(QProcess::execute(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), setUp}), 0);
         // Launched from "/", where the relative directory names the tool too.
         QVERIFY(QDir::setCurrent(QStringLiteral("/")));
+        const int inherited = ::open("/dev/zero", O_RDONLY); // as from the program's own parent
         const auto descriptors = QDir(QStringLiteral("/proc/self/fd")).count();
         SignalLog signalLog;
         UpdateLauncher launcher;
@@ -121,9 +125,10 @@ private slots:
         launcher.launch(); // a second press
         QTRY_COMPARE(signalLog.lines(), log);
         QCOMPARE(QDir(QStringLiteral("/proc/self/fd")).count(), descriptors);
+        ::close(inherited);
         QFile streams(path("ran"));
         QCOMPARE(streams.open(QIODevice::ReadOnly) ? streams.readAll() : QByteArray("not run"),
-                 QByteArray(log.contains("running=true") ? "/dev/null /dev/null /dev/null\n" : "not run"));
+                 QByteArray(log.contains("running=true") ? "/dev/null /dev/null /dev/null 0\n" : "not run"));
     }
 
     // An update cut off half-way does more harm than one that goes on after the program ends.

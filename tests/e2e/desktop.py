@@ -128,7 +128,6 @@ class DesktopTest(unittest.TestCase):
     def screenshot(self, name):
         self.desktop.screenshot(os.path.join(self.artefacts, name + ".png"))
 
-    # --- the tray icon -------------------------------------------------------------------------
 
     def tray_icons(self):
         return self.desktop.tray_icons()
@@ -160,7 +159,6 @@ class DesktopTest(unittest.TestCase):
         self.assertTrue(wait_until(lambda: self.picture() not in (None, "unknown"), 5, 0.1), "no painted tray icon")
         self.desktop.menu(self.wardlet.pid, key)
 
-    # --- windows and widgets -------------------------------------------------------------------
 
     def windows(self, title=None):
         return self.desktop.windows(self.wardlet.pid, title)

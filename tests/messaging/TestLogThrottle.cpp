@@ -28,6 +28,10 @@ private slots:
         throttle.record();
         throttle.record();
         QTest::ignoreMessage(QtWarningMsg, "dropped 2 thing(s)");
+        QVERIFY(windowEnd.wait());
+        // A window with nothing to tell ends the holding back, and the waking up.
+        QVERIFY(windowEnd.wait());
+        QVERIFY(!throttle.findChild<QTimer*>()->isActive());
     }
 };
 

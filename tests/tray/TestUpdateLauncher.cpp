@@ -102,9 +102,9 @@ private slots:
     {
         QFETCH(QString, setUp);
         QFETCH(QStringList, log);
-        // The null device as its three streams, and nothing of the program's own parent.
+        // The null device as its three streams and nowhere else, nothing of the program's parent.
         installTool("echo $(readlink /proc/$$/fd/0 /proc/$$/fd/1 /proc/$$/fd/2)"
-                    " $(ls -l /proc/$$/fd | grep -c zero) >'"
+                    " $(ls -l /proc/$$/fd | grep -c -e null -e zero) >'"
                     + path("ran").toLocal8Bit() + "'\n");
         QVERIFY(QDir::setCurrent(m_dir->path()));
         QCOMPARE(QProcess::execute(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), setUp}), 0);
@@ -128,7 +128,7 @@ private slots:
         ::close(inherited);
         QFile streams(path("ran"));
         QCOMPARE(streams.open(QIODevice::ReadOnly) ? streams.readAll() : QByteArray("not run"),
-                 QByteArray(log.contains("running=true") ? "/dev/null /dev/null /dev/null 0\n" : "not run"));
+                 QByteArray(log.contains("running=true") ? "/dev/null /dev/null /dev/null 3\n" : "not run"));
     }
 
     // An update cut off half-way does more harm than one that goes on after the program ends.

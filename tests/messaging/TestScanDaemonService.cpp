@@ -26,7 +26,9 @@ QStringList events(const QByteArray& body)
     QObject::connect(
         &service, &ScanDaemonService::definitionsReleaseReported, [&](const DefinitionsRelease& r) {
             log.add(QStringLiteral("release=%1 rev %2")
-                        .arg(r.pending ? QStringLiteral("pending") : r.date.toString(Qt::ISODate))
+                        .arg(r.pending               ? QStringLiteral("pending")
+                                 : !r.date.isValid() ? QStringLiteral("none")
+                                                     : r.date.toString(QStringLiteral("yyyy-MM-dd")))
                         .arg(r.revision));
         });
     QObject::connect(&service, &ScanDaemonService::alertReported, [&](const Alert& a) {
@@ -72,7 +74,7 @@ private slots:
         // A year past what a date can hold must not wrap into one long ago.
         QTest::newRow("versions, year too large")
             << versions + words({14, 3, 0xFFFFFFFF, 1})
-            << QStringList{"product=a", "engine=b", "defs=c", "release= rev 1"};
+            << QStringList{"product=a", "engine=b", "defs=c", "release=none rev 1"};
         // The count runs past the end: the next count is read right behind it.
         QTest::newRow("versions, overlong count")
             << words({5, 100}) + text("e") + words({0}) << QStringList{"engine=e"};

@@ -1,5 +1,6 @@
 #include "app/SingleInstance.h"
 
+#include <QDir>
 #include <QFile>
 #include <QProcess>
 #include <QScopeGuard>
@@ -150,6 +151,19 @@ private slots:
         QVERIFY(!QFile::exists(QString::fromStdString(SingleInstance::wakeUpFile(stranger.processId()))));
         stranger.kill();
         stranger.waitForFinished();
+    }
+
+    // A lock that cannot be opened (a directory in its place) is no reason not to run.
+    void unopenableLockIsNoCopy()
+    {
+        QTemporaryDir runtime;
+        QCOMPARE(::chmod(QFile::encodeName(runtime.path()).constData(), 0700), 0);
+        const auto restore = qScopeGuard([] { qunsetenv("XDG_RUNTIME_DIR"); });
+        qputenv("XDG_RUNTIME_DIR", runtime.path().toLocal8Bit());
+        QVERIFY(QDir().mkdir(QString::fromStdString(SingleInstance::lockFile())));
+        QTest::ignoreMessage(QtInfoMsg,
+                             "no lock file can be had; running without the check for another copy");
+        QVERIFY(SingleInstance().claim());
     }
 
     // The lock lives where only the user can reach it: the runtime directory when it is

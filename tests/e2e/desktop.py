@@ -53,11 +53,6 @@ def executable(pid):
         return None
 
 
-def wake_up_file(pid):
-    """The file by which a second start asks copy pid to show itself."""
-    return os.path.join(HOME, f".wardletNotify{pid}")
-
-
 class DesktopTest(unittest.TestCase):
     """A test on a fresh desktop of its own; self.sim is the daemon simulator, self.wardlet the program."""
 
@@ -74,12 +69,14 @@ class DesktopTest(unittest.TestCase):
         self.addCleanup(shutil.rmtree, self.tmp, True)
         self.desktop = Desktop(self.tmp, self.addCleanup, self.artefacts)  # later processes end first
         self.env = self.desktop.env
+        self.spawn, self.run_tool, self.tray_icons = self.desktop.spawn, self.desktop.run, self.desktop.tray_icons
         self.env["LC_ALL"] = "C"
         self.suffix = "-" + os.path.basename(self.tmp)  # names this test's daemon sockets
         self.wardlet, self.pids = None, []
-        # A copy that ends before it read its wake-up file leaves it behind. Registered before any
-        # process starts, this runs once all have ended.
-        self.addCleanup(lambda: [os.remove(f) for f in map(wake_up_file, self.pids) if os.path.exists(f)])
+        # A copy that ends before it read its wake-up file (by which a second start asks it to show
+        # itself) leaves it behind. Registered before any process starts, this runs once all have ended.
+        self.addCleanup(lambda: [os.remove(f) for f in (os.path.join(HOME, f".wardletNotify{pid}") for pid in self.pids)
+                                 if os.path.exists(f)])
         self.start_desktop()
         self.sim = self.desktop.start_simulator(self.suffix, os.path.join(self.artefacts, "simulator.log"))
 
@@ -96,9 +93,6 @@ class DesktopTest(unittest.TestCase):
 
     def tearDown(self):
         self.screenshot("last")
-
-    def spawn(self, argv, log_name, **options):
-        return self.desktop.spawn(argv, log_name, **options)
 
     def start_wardlet(self, argv=(WARDLET,), log_name="wardlet", cwd=None, **env):
         """Starts a wardlet; it becomes self.wardlet unless one is running."""
@@ -122,15 +116,8 @@ class DesktopTest(unittest.TestCase):
         self.assertTrue(frames, f"not all of {names} arrived: {self.sim.lines(since)}")
         return frames
 
-    def run_tool(self, *argv):
-        return self.desktop.run(*argv)
-
     def screenshot(self, name):
         self.desktop.screenshot(os.path.join(self.artefacts, name + ".png"))
-
-
-    def tray_icons(self):
-        return self.desktop.tray_icons()
 
     def picture(self):
         """Which tray picture the icon shows: shield, green, red, yellow or grey; None without icon."""
@@ -158,7 +145,6 @@ class DesktopTest(unittest.TestCase):
         # that lands before it settled opens nothing: click where the painted icon is now.
         self.assertTrue(wait_until(lambda: self.picture() not in (None, "unknown"), 5, 0.1), "no painted tray icon")
         self.desktop.menu(self.wardlet.pid, key)
-
 
     def windows(self, title=None):
         return self.desktop.windows(self.wardlet.pid, title)

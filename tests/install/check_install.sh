@@ -12,11 +12,8 @@ DESTDIR="$dest" cmake --install "$build" --prefix /usr >/dev/null
 expected="etc/xdg/autostart/wardlet.desktop
 usr/bin/wardlet
 usr/share/applications/wardlet.desktop
-usr/share/doc/wardlet/copyright"
-for size in 16 22 24 32 48 64 128 256; do
-    expected+=$'\n'"usr/share/icons/hicolor/${size}x${size}/apps/wardlet.png"
-done
-expected+="
+usr/share/doc/wardlet/copyright
+$(printf 'usr/share/icons/hicolor/%sx%s/apps/wardlet.png\n' 16 16 22 22 24 24 32 32 48 48 64 64 128 128 256 256)
 usr/share/icons/hicolor/scalable/apps/wardlet.svg
 usr/share/man/man1/wardlet.1
 usr/share/metainfo/wardlet.metainfo.xml

@@ -78,13 +78,10 @@ private slots:
         QCoreApplication::sendPostedEvents();
         QCOMPARE(window.size(), opened);
 
-        QLabel* caption = nullptr;
-        for (QLabel* label : window.findChildren<QLabel*>()) {
-            if (label->text() == QLatin1String("Program:"))
-                caption = label;
-        }
-        QLabel* value
-            = window.findChildren<QLabel*>().at(window.findChildren<QLabel*>().indexOf(caption) + 1);
+        const QList<QLabel*> labels = window.findChildren<QLabel*>();
+        QLabel* caption = *std::find_if(labels.begin(), labels.end(),
+                                        [](QLabel* l) { return l->text() == QLatin1String("Program:"); });
+        QLabel* value = labels.at(labels.indexOf(caption) + 1);
         const int captionWidth = caption->width();
         const int valueWidth = value->width();
         window.resize(opened.width() + 300, opened.height());

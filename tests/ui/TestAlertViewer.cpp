@@ -1,5 +1,6 @@
 #include "ui/AlertViewer.h"
 
+#include <QLayout>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QTextEdit>
@@ -64,6 +65,8 @@ private slots:
         QVERIFY(text.width() > m_viewer->width() * 3 / 4);
         QVERIFY(previous.top() > text.bottom() && next.top() == previous.top()
                 && next.left() > previous.right());
+        // An 8 px row keeps the buttons off the bottom edge.
+        QVERIFY(m_viewer->height() - previous.bottom() > m_viewer->layout()->contentsMargins().bottom() + 8);
     }
 
     void floodKeepsTheNewest()

@@ -45,6 +45,14 @@ def xpm_rgba(name):
                            "rgba:-"], check=True, capture_output=True).stdout
 
 
+def executable(pid):
+    """The program a process runs, or None once it is gone: it may end between listing and looking."""
+    try:
+        return os.readlink(f"/proc/{pid}/exe")
+    except OSError:
+        return None
+
+
 class DesktopTest(unittest.TestCase):
     """A test on a fresh desktop of its own; self.sim is the daemon simulator, self.wardlet the program."""
 
@@ -90,7 +98,7 @@ class DesktopTest(unittest.TestCase):
         """Starts a wardlet; it becomes self.wardlet unless one is running."""
         def others():  # what wardlet would take for a running copy of itself: the same executable
             return [pid for pid in pgrep("-U", str(os.getuid()), "wardlet") if pid not in self.pids
-                    and os.path.realpath(f"/proc/{pid}/exe") == os.path.realpath(argv[0])  # unresolved once gone
+                    and executable(pid) == os.path.realpath(argv[0])
                     and self.suffix.encode() in read_file(f"/proc/{pid}/environ")]
         self.assertTrue(wait_until(lambda: not others(), 10),
                         f"processes {others()} run wardlet; it would take one for its running copy")

@@ -3,6 +3,7 @@ with the accessibility bus and the daemon simulator; a test then starts wardlet 
 what a user would see: the tray icon's pixels, windows by title, their widgets. Everything
 started is gone when the test ends."""
 
+import contextlib
 import ctypes
 import functools
 import json
@@ -18,17 +19,15 @@ sys.path.insert(0, os.path.join(HERE, os.pardir, os.pardir, "tools", "desktop"))
 from private_desktop import (BUILD, HOME, ICON, KVS_REQUESTS, ROOT, STATUS_REQUESTS, WARDLET,  # noqa: E402,F401
                              Desktop, end_orphans, pgrep, program_turn, wait_until)
 
-ARTEFACTS = os.environ.get("WARDLET_ARTEFACTS", os.path.join(BUILD, "tests", "e2e-artefacts"))
 PYTHON = "/usr/bin/python3"  # Debian's, the one with pyatspi
+ARTEFACTS = os.environ.get("WARDLET_ARTEFACTS", os.path.join(BUILD, "tests", "e2e-artefacts"))
 
 
 def read_file(path):
     """The bytes of a file that may vanish meanwhile, as a process's files do; empty then."""
-    try:
-        with open(path, "rb") as file:
-            return file.read()
-    except OSError:
-        return b""
+    with contextlib.suppress(OSError), open(path, "rb") as file:
+        return file.read()
+    return b""
 
 
 def exit_status(process, timeout):
@@ -47,10 +46,8 @@ def xpm_rgba(name):
 
 def executable(pid):
     """The program a process runs, or None once it is gone: it may end between listing and looking."""
-    try:
+    with contextlib.suppress(OSError):
         return os.readlink(f"/proc/{pid}/exe")
-    except OSError:
-        return None
 
 
 class DesktopTest(unittest.TestCase):

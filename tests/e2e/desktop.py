@@ -19,8 +19,8 @@ sys.path.insert(0, os.path.join(HERE, os.pardir, os.pardir, "tools", "desktop"))
 from private_desktop import (BUILD, HOME, ICON, KVS_REQUESTS, ROOT, STATUS_REQUESTS, WARDLET,  # noqa: E402,F401
                              Desktop, end_orphans, pgrep, program_turn, wait_until)
 
-PYTHON = "/usr/bin/python3"  # Debian's, the one with pyatspi
 ARTEFACTS = os.environ.get("WARDLET_ARTEFACTS", os.path.join(BUILD, "tests", "e2e-artefacts"))
+PYTHON = "/usr/bin/python3"  # Debian's, the one with pyatspi
 
 
 def read_file(path):

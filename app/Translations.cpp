@@ -79,9 +79,3 @@ Translations::Translations()
         || m_program.load(locale, QStringLiteral("wardlet"), QStringLiteral("_"), installed))
         QCoreApplication::installTranslator(&m_program);
 }
-
-Translations::~Translations()
-{
-    QCoreApplication::removeTranslator(&m_program);
-    QCoreApplication::removeTranslator(&m_qt);
-}

@@ -4,12 +4,12 @@
 #include <QTranslator>
 
 // Qt's own texts and the program's, in the user's language. Installed on construction, so
-// everything built afterwards is translated from the start.
+// everything built afterwards is translated from the start; each translator takes itself out of
+// the application when it is destroyed.
 class Translations final
 {
 public:
     Translations();
-    ~Translations();
     Translations(const Translations&) = delete;
     Translations& operator=(const Translations&) = delete;
 

@@ -30,7 +30,6 @@ QDBusMessage call(const char* method)
 QString escaped(const QString& text)
 {
     QString result;
-    result.reserve(text.size());
     for (const QChar c : text) {
         if (c == QLatin1Char('&'))
             result += QLatin1String("&amp;");

@@ -96,9 +96,6 @@ StatusWindow::StatusWindow(QWidget* parent)
 
     m_definitionsBox = new QGroupBox(this);
     QGridLayout* defsGrid = newGroupGrid(m_definitionsBox, 1);
-    defsGrid->setColumnStretch(2, 0);
-    defsGrid->setColumnStretch(3, 0);
-    defsGrid->setColumnStretch(4, 0);
     m_definitionsCaption = new QLabel(m_definitionsBox);
     m_definitionsVersion = newValueLabel(16, m_definitionsBox);
     m_updateButton = new QPushButton(m_definitionsBox);

@@ -15,7 +15,7 @@ tests=(
     at-spi2-core python3-pyatspi python3-gi fonts-urw-base35 procps util-linux
     haskell-status-notifier-item-utils haskell-gtk-sni-tray-utils xsettingsd
     sway grim qtwayland5 dunst
-    desktop-file-utils appstream groff dpkg-dev
+    dpkg-dev
 )
 
 mode=${1:-test}

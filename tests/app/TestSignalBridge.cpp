@@ -3,6 +3,9 @@
 #include <QSignalSpy>
 #include <QtTest>
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 class TestSignalBridge final : public QObject
 {
     Q_OBJECT
@@ -27,6 +30,19 @@ private slots:
         ::raise(SIGINT);
         QVERIFY(quits.wait());
         QCOMPARE(wakeUps.count(), 1);
+    }
+
+    // Before the bridge is open a quit ends the process at once, as SIGTERM would.
+    void quitWithoutABridgeEndsTheProcess()
+    {
+        const pid_t child = ::fork();
+        if (child == 0) {
+            SignalBridge::installHandlers();
+            ::_exit(::raise(SIGTERM) + 3);
+        }
+        int status = 0;
+        QCOMPARE(::waitpid(child, &status, 0), child);
+        QVERIFY(WIFEXITED(status) && WEXITSTATUS(status) == 0);
     }
 };
 

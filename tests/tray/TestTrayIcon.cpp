@@ -89,6 +89,7 @@ private slots:
         tray.setPicture(Picture::Online);
         tray.setShown(false);
         tray.setShown(true);
+        tray.announceAgain();
         QVERIFY(!tray.icon());
         tray.trayAppeared();
         QVERIFY(tray.icon()->isVisible());
@@ -127,6 +128,8 @@ private slots:
                 tray.setShown(flip % 2 == 1);
             QVERIFY(tray.icon()->isVisible());
             tray.setShown(false);
+            // A returning tray host is not shown what the user hid.
+            tray.announceAgain();
             QVERIFY(!tray.icon()->isVisible());
             QCOMPARE(settings().value("Wardlet/ShowIcon").toString(), QStringLiteral("untouched"));
         }

@@ -65,6 +65,8 @@ private slots:
         QVERIFY(text.width() > m_viewer->width() * 3 / 4);
         QVERIFY(previous.top() > text.bottom() && next.top() == previous.top()
                 && next.left() > previous.right());
+        QCOMPARE(m_viewer->findChild<QPushButton*>("previousButton")->text(), QStringLiteral("<<"));
+        QCOMPARE(m_viewer->findChild<QPushButton*>("nextButton")->text(), QStringLiteral(">>"));
         // An 8 px row keeps the buttons off the bottom edge.
         QVERIFY(m_viewer->height() - previous.bottom() > m_viewer->layout()->contentsMargins().bottom() + 8);
     }
@@ -105,8 +107,9 @@ private slots:
         m_viewer->bringForward(last - 1, QByteArray());
         QVERIFY(m_viewer->isVisible());
         QCOMPARE(state(), QStringLiteral("Mireval - Alert 999 of 1000|a999\n|1|1"));
-        // Dropped from the viewer: it stays where it is.
+        // Dropped from the viewer, or never given out: it stays where it is.
         m_viewer->bringForward(first, QByteArray());
+        m_viewer->bringForward(last + 1, QByteArray());
         QCOMPARE(state(), QStringLiteral("Mireval - Alert 999 of 1000|a999\n|1|1"));
 
         m_viewer->close();

@@ -132,6 +132,25 @@ private slots:
                  QKeySequence(QStringLiteral("Alt+N")));
         QCoreApplication::removeTranslator(&german);
     }
+
+    // A translation may give the buttons other shortcuts than their underlined letters.
+    void shortcutsAreTranslated()
+    {
+        struct Keys final : QTranslator
+        {
+            bool isEmpty() const override { return false; }
+            QString translate(const char*, const char* text, const char*, int) const override
+            {
+                return qstrncmp(text, "Alt+", 4) ? QString() : QStringLiteral("Shift+") + (text + 4);
+            }
+        } keys;
+        StatusWindow window;
+        QCoreApplication::installTranslator(&keys);
+        const QList<QPushButton*> buttons = window.findChildren<QPushButton*>();
+        QTRY_COMPARE(buttons.first()->shortcut(), QKeySequence(QStringLiteral("Shift+N")));
+        QCOMPARE(buttons.last()->shortcut(), QKeySequence(QStringLiteral("Shift+C")));
+        QCoreApplication::removeTranslator(&keys);
+    }
 };
 
 QTEST_MAIN(TestStatusWindow)

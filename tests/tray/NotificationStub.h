@@ -5,43 +5,11 @@
 #include <QDBusConnection>
 #include <QDBusContext>
 #include <QDBusMessage>
-#include <QProcess>
 #include <QStringList>
-#include <QTemporaryDir>
 #include <QVariantMap>
 #include <QVector>
 
 #include <optional>
-
-// A session bus of the test's own, which starts no services; it becomes the session bus of
-// everything the test makes after it.
-class PrivateBus final
-{
-public:
-    PrivateBus()
-    {
-        QFile config(m_dir.filePath(QStringLiteral("bus.conf")));
-        config.open(QIODevice::WriteOnly);
-        config.write("<busconfig><type>session</type><listen>unix:dir=" + m_dir.path().toUtf8()
-                     + "</listen><policy context=\"default\"><allow send_destination=\"*\"/>"
-                       "<allow receive_sender=\"*\"/><allow own=\"*\"/></policy></busconfig>");
-        config.close();
-        m_daemon.start(QStringLiteral("dbus-daemon"),
-                       {QStringLiteral("--config-file"), config.fileName(), QStringLiteral("--nofork"),
-                        QStringLiteral("--print-address=1")});
-        m_daemon.waitForReadyRead(10000);
-        qputenv("DBUS_SESSION_BUS_ADDRESS", m_daemon.readLine().trimmed());
-    }
-    ~PrivateBus()
-    {
-        m_daemon.terminate();
-        m_daemon.waitForFinished();
-    }
-
-private:
-    QTemporaryDir m_dir;
-    QProcess m_daemon;
-};
 
 // A notification server that records what it is asked, on a bus connection of its own. It can
 // hold its answers to Notify back, as a busy server does.
@@ -109,12 +77,11 @@ private:
     uint m_nextId = 1;
 };
 
-// The notification tests' fixture: a private bus, and on it a fresh stub server for each test.
+// The notification tests' fixture, on the private bus the tests run with (notification-bus.conf):
+// a fresh stub server for each test.
 class NotificationTest : public QObject
 {
     Q_OBJECT
-
-    PrivateBus m_bus;
 
 protected:
     std::optional<NotificationStub> m_stub;

@@ -10,6 +10,7 @@
 #include <csignal>
 #include <fcntl.h>
 #include <optional>
+#include <sys/resource.h>
 #include <sys/wait.h>
 
 class TestUpdateLauncher final : public QObject
@@ -146,6 +147,23 @@ private slots:
         QCOMPARE(::waitpid(pid, nullptr, WNOHANG), 0);
         ::kill(pid, SIGKILL);
         ::waitpid(pid, nullptr, 0);
+    }
+
+    // Out of descriptors, the tool is not started, and no run is claimed that never began.
+    void noDescriptorLeft()
+    {
+        installTool("exit 0\n");
+        const int tool = ::open(qPrintable(path(Tool)), O_RDONLY | O_CLOEXEC);
+        const int lowestFree = ::dup(0);
+        ::close(lowestFree);
+        rlimit limits{};
+        ::getrlimit(RLIMIT_NOFILE, &limits);
+        const rlimit none{rlim_t(lowestFree), limits.rlim_max};
+        ::setrlimit(RLIMIT_NOFILE, &none);
+        ToolProcess process;
+        const bool started = process.start(tool, "qelnrwrap");
+        ::setrlimit(RLIMIT_NOFILE, &limits);
+        QVERIFY(!started && !process.isRunning());
     }
 };
 

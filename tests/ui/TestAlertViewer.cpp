@@ -61,7 +61,7 @@ private slots:
         const QRect text = m_viewer->findChild<QTextEdit*>()->geometry();
         const QRect previous = m_viewer->findChild<QPushButton*>("previousButton")->geometry();
         const QRect next = m_viewer->findChild<QPushButton*>("nextButton")->geometry();
-        QVERIFY(m_viewer->width() >= 480 && m_viewer->height() >= 360);
+        QVERIFY(m_viewer->width() >= 480 && m_viewer->height() >= 360 && !m_viewer->windowIcon().isNull());
         QVERIFY(text.width() > m_viewer->width() * 3 / 4);
         QVERIFY(previous.top() > text.bottom() && next.top() == previous.top()
                 && next.left() > previous.right());
